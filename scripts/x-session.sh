@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Runs a command inside a private X server with a window manager, the way a
+# desktop session would: Xvfb, openbox, and a runtime folder of its own.
+# Usage: scripts/x-session.sh COMMAND [ARGS...]
+set -euo pipefail
+
+runtime_dir=$(mktemp -d /tmp/vorlik-xdg.XXXXXX)
+chmod 700 "$runtime_dir"
+export XDG_RUNTIME_DIR="$runtime_dir"
+
+# Pick a free display number.
+display=99
+while [ -e "/tmp/.X${display}-lock" ] || [ -e "/tmp/.X11-unix/X${display}" ]; do
+    display=$((display + 1))
+done
+
+Xvfb ":${display}" -screen 0 1920x1080x24 -nolisten tcp >"$runtime_dir/xvfb.log" 2>&1 &
+xvfb_pid=$!
+cleanup() {
+    [ -n "${wm_pid:-}" ] && kill "$wm_pid" 2>/dev/null || true
+    kill "$xvfb_pid" 2>/dev/null || true
+    wait 2>/dev/null || true
+    rm -rf "$runtime_dir"
+}
+trap cleanup EXIT
+
+export DISPLAY=":${display}"
+for _ in $(seq 1 100); do
+    xdpyinfo >/dev/null 2>&1 && break
+    sleep 0.05
+done
+
+openbox >"$runtime_dir/openbox.log" 2>&1 &
+wm_pid=$!
+for _ in $(seq 1 100); do
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q window && break
+    sleep 0.05
+done
+
+"$@"

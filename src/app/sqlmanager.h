@@ -1,0 +1,41 @@
+#pragma once
+
+#include "app/sqlthread.h"
+
+#include <QObject>
+
+class ClipboardModel;
+
+// Front of the database on the main thread: one signal per write, each
+// queued to the worker thread. Nothing is ever answered.
+class SqlManager : public QObject
+{
+    Q_OBJECT
+public:
+    explicit SqlManager(const QString &databasePath, QObject *parent = nullptr);
+
+    // Starts the worker. Receivers of the load signals must be connected first.
+    bool initThread();
+    // Relays the model's write-behind signals into this manager's signals.
+    void connectModel(ClipboardModel *model);
+
+    SqlThread *worker() { return &sqlThread; }
+
+signals:
+    void insertSignal(ItemData itemData);
+    void updateActiveTimeSignal(uint hashValue, qulonglong newActiveTime);
+    void updateCreateActiveTimeSignal(uint hashValue, qulonglong newCreateTime, qulonglong newActiveTime);
+    void updateDataMapSignal(uint hashValue, QVariantMap dataMap);
+    void updateDataMapAndTimeSignal(uint hashValue, QVariantMap dataMap, qulonglong newActiveTime);
+    void deleteItemSignal(uint hashValue);
+    void deleteAllItemsSignal();
+    void insertIconSignal(uint iconHashValue, QString path, QByteArray icon);
+    void insertTabDataSignal(uint tabId, QString tabName, bool autoDelete);
+    void deleteTabSignal(uint tabId);
+
+private:
+    SqlThread sqlThread;
+};
+
+// Created once during start and never deleted.
+extern SqlManager *sqlManager;

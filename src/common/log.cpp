@@ -1,0 +1,127 @@
+#include "common/log.h"
+
+#include "common/exceptionqtfatal.h"
+#include "common/processflags.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QMutex>
+#include <QMutexLocker>
+
+int logLevel = LogDebug;
+
+namespace {
+QString logFileName;
+QMutex logMutex;
+
+constexpr qint64 kMaxLogSize = 0x1000000; // 16 MiB
+
+const char *levelTag(int level)
+{
+    switch (level) {
+    case LogError:
+        return "error  ";
+    case LogWarning:
+        return "warning";
+    case LogInfo:
+        return "info   ";
+    case LogDebug:
+        return "debug  ";
+    default:
+        return "unknown";
+    }
+}
+
+void writeLog(const QByteArray &bytes)
+{
+    QMutexLocker locker(&logMutex);
+    if (logFileName.isEmpty())
+        return;
+    // Opened and closed per line, so every finished line is on disk at once.
+    QFile file(logFileName);
+    if (!file.open(QIODevice::Append))
+        return;
+    file.write(bytes);
+    file.close();
+}
+} // namespace
+
+void initLog(int level, const QString &directory)
+{
+    logLevel = level;
+    QMutexLocker locker(&logMutex);
+    logFileName = directory + QStringLiteral("/vorlik.log");
+    QFile file(logFileName);
+    if (file.size() > kMaxLogSize && file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.close();
+}
+
+QString logFilePath()
+{
+    QMutexLocker locker(&logMutex);
+    return logFileName;
+}
+
+QString logMessage(int level, const char *file, int line, const char *function, const QString &text)
+{
+    Q_UNUSED(file)
+    Q_UNUSED(line)
+    Q_UNUSED(function)
+    QString message = QString::fromLatin1(levelTag(level))
+        + QDateTime::currentDateTime().toString(QStringLiteral(" [yyyy-MM-dd hh:mm:ss.zzz] "))
+        + QStringLiteral(" [%1] ").arg(applicationPid) + text + QLatin1Char('\n');
+    // Errors and warnings stand apart in the file.
+    if (level == LogError || level == LogWarning)
+        message += QLatin1Char('\n');
+    writeLog(message.toUtf8());
+    return message;
+}
+
+void logException(const QString &text)
+{
+    if (logLevel >= LogError)
+        logMessage(LogError, __FILE__, __LINE__, "logException", QStringLiteral("Exception: ") + text);
+}
+
+void messageHandlerForQt5(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    QString msg = message;
+    if (context.file && *context.file)
+        msg += QStringLiteral(" (%1:%2, %3)")
+                   .arg(QString::fromUtf8(context.file))
+                   .arg(context.line)
+                   .arg(QString::fromUtf8(context.function));
+
+    const char *typeName = "QtDebug";
+    int level = LogDebug;
+    switch (type) {
+    case QtDebugMsg:
+        break;
+    case QtInfoMsg:
+        typeName = "QtInfo";
+        level = LogInfo;
+        break;
+    case QtWarningMsg:
+        typeName = "QtWarning";
+        level = LogWarning;
+        break;
+    case QtCriticalMsg:
+        typeName = "QtCritical";
+        level = LogWarning;
+        break;
+    case QtFatalMsg:
+        typeName = "QtFatal";
+        level = LogError;
+        break;
+    }
+
+    if (logLevel >= level) {
+        const QString text = QStringLiteral("[%1] %3: %2")
+                                 .arg(QString::fromUtf8(context.category ? context.category : ""), msg,
+                                      QString::fromLatin1(typeName));
+        logMessage(level, __FILE__, __LINE__, "messageHandlerForQt5", text);
+    }
+    if (type == QtFatalMsg)
+        throw ExceptionQtFatal(message.toUtf8());
+}

@@ -1,0 +1,5 @@
+#include "common/processflags.h"
+
+bool isAutoStart = false;
+bool isSchTask = false;
+qint64 applicationPid = 0;

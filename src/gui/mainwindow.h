@@ -1,0 +1,40 @@
+#pragma once
+
+#include "item/clipboardmodel.h"
+
+#include <QMainWindow>
+
+class QLabel;
+
+// The program's one window. It owns the history model and runs the capture
+// of every clipboard change.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    ClipboardModel *clipboardModel() { return &model; }
+
+    void delayShow();
+    void notify(const QString &text);
+
+signals:
+    void windowWasShown();
+
+public slots:
+    void onLoadTabData(QList<TabData> datas);
+    void onLoadDbDaba(QList<ItemData> items);
+    void onClipboardDataChanged();
+    void onItemCountChanged(int size);
+    void onSetWndOnTop();
+
+private:
+    TabAutoDeleteMap tabAutoDeleteMap() const;
+
+    bool isPinned = false;
+    ClipboardModel model;
+    QList<TabData> userTabs;
+    QLabel *countLabel = nullptr;
+};

@@ -1,0 +1,3 @@
+#include "tempappfolder.h"
+
+TempAppFolder::TempAppFolder() : dir(QDir::tempPath() + QStringLiteral("/vorlik-test-XXXXXX")) {}
