@@ -4,7 +4,7 @@
 
 #include <QObject>
 
-class ClipboardModel;
+class MainWindow;
 
 // Front of the database on the main thread: one signal per write, each
 // queued to the worker thread. Nothing is ever answered.
@@ -14,10 +14,13 @@ class SqlManager : public QObject
 public:
     explicit SqlManager(const QString &databasePath, QObject *parent = nullptr);
 
-    // Starts the worker. Receivers of the load signals must be connected first.
+    // Connects the worker's three load signals to the window and its model,
+    // and relays the model's write-behind signals into this manager's
+    // signals. Called before initThread, so no load result can be missed.
+    void attach(MainWindow *mainWindow);
+    // Names the worker "sql ", moves it onto itself, connects the ten write
+    // signals (queued) and starts it. Always returns true.
     bool initThread();
-    // Relays the model's write-behind signals into this manager's signals.
-    void connectModel(ClipboardModel *model);
 
     SqlThread *worker() { return &sqlThread; }
 
