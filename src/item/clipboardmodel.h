@@ -71,6 +71,8 @@ public slots:
 
 private:
     int rowOf(uint hashValue) const;
+    // A valid index of this model whose row exists.
+    bool isRowIndex(const QModelIndex &index) const;
     void insertAtTop(const ItemData &itemData);
     TabAutoDeleteMap tabAutoDeleteMap() const;
 
