@@ -30,8 +30,13 @@ public slots:
     void onItemCountChanged(int size);
     void onSetWndOnTop();
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
 private:
     TabAutoDeleteMap tabAutoDeleteMap() const;
+    void updateCountLabel();
 
     bool isPinned = false;
     ClipboardModel model;
