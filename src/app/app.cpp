@@ -1,0 +1,52 @@
+#include "app/app.h"
+
+#include <cstdlib>
+
+#include <QCoreApplication>
+
+#include "common/log.h"
+#include "common/processflags.h"
+#include "common/setting.h"
+
+App::App(QCoreApplication *application) : application(application)
+{
+    // The application object is the context: the connection goes with it.
+    QObject::connect(application, &QCoreApplication::aboutToQuit, application, [this] { exit(0); });
+}
+
+App::~App()
+{
+    QCoreApplication::processEvents();
+    exit(0);
+    delete application;
+}
+
+int App::exec()
+{
+    if (closed) {
+        QCoreApplication::processEvents();
+        return exitCode;
+    }
+    started = true;
+    return QCoreApplication::exec();
+}
+
+void App::exit(int exitCode)
+{
+    LOG_INFO(QStringLiteral("exitCode %1 wasColsed %2 started %3")
+                 .arg(QString::number(exitCode), QString::number(closed), QString::number(started)));
+
+    // Written on every call: the elevated instance started by the scheduled
+    // task reads it to tell a login start from a start by hand.
+    Setting::instance().setParentAutoStart(isAutoStart);
+    Setting::instance().sync();
+
+    if (closed)
+        return;
+    if (!started)
+        std::exit(exitCode);
+
+    this->exitCode = exitCode;
+    closed = true;
+    QCoreApplication::exit(exitCode);
+}

@@ -3,8 +3,8 @@
 class QCoreApplication;
 
 // Base of the application's top object: owns the application object and the
-// orderly end. A first exit() stores "SettingAutoStart", drops the tray icon
-// and ends the loop; later calls only store the setting again.
+// orderly end. Every exit() stores "SettingAutoStart"; the first one of a
+// running loop also ends it.
 class App
 {
 public:
@@ -15,9 +15,6 @@ public:
     int exec();
 
 protected:
-    // Called once, on the first exit of a running loop, before it ends.
-    virtual void releaseTray() {}
-
     QCoreApplication *application;
     int exitCode = 0;
     bool started = false;

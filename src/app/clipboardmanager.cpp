@@ -1,0 +1,47 @@
+#include "app/clipboardmanager.h"
+
+#include <QWidget>
+
+#include "common/log.h"
+#include "common/processflags.h"
+#include "common/setting.h"
+#include "gui/mainwindow.h"
+#include "platform/processinfo.h"
+
+ClipBoardManager *clipBoardManager = nullptr;
+
+ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(application)
+{
+    // The main window hangs off a never-shown parent so that it gets no
+    // entry of its own in the task bar.
+    windowParent = new QWidget();
+    mainWnd = new MainWindow(windowParent);
+
+    const bool parentAutoStart = Setting::instance().isParentAutoStart();
+    const bool elevated = platform::isProcessElevated();
+    LOG_INFO(QStringLiteral("isautostart %1 isschtask %2 parent isAutoStart %3 isAdmin %4")
+                 .arg(QString::number(isAutoStart), QString::number(isSchTask),
+                      QString::number(parentAutoStart), QString::number(elevated)));
+
+    if (shouldShowAtStart(elevated, isSchTask, isAutoStart, parentAutoStart))
+        mainWnd->delayShow();
+}
+
+ClipBoardManager::~ClipBoardManager()
+{
+    // Widgets must go before App's destructor deletes the application.
+    delete windowParent;
+    windowParent = nullptr;
+    mainWnd = nullptr;
+}
+
+bool ClipBoardManager::shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart)
+{
+    if (!elevated)
+        return !autoStart;
+    if (!schTask)
+        return true;
+    // The scheduled task passes no "--AutoStart"; the run that handed over
+    // left its own in the setting.
+    return !parentAutoStart;
+}

@@ -23,9 +23,6 @@ public:
     // "--AutoStart" and the stored "SettingAutoStart".
     static bool shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart);
 
-protected:
-    void releaseTray() override;
-
 private:
     QWidget *windowParent = nullptr;
     MainWindow *mainWnd = nullptr;

@@ -4,10 +4,12 @@
 #include "common/processflags.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QMutex>
 #include <QMutexLocker>
+
+#include <cstdlib>
+#include <exception>
 
 int logLevel = LogDebug;
 
@@ -31,6 +33,28 @@ const char *levelTag(int level)
     default:
         return "unknown";
     }
+}
+
+std::terminate_handler previousTerminate = nullptr;
+
+// qFatal is noexcept in Qt 6, so the ExceptionQtFatal thrown by the message
+// handler cannot unwind to the event loop's net and lands here instead. It
+// still ends as the net would: an "Exception: " line and exit code 1, not an
+// abort. The event at hand cannot be finished, so the process ends at once.
+[[noreturn]] void onTerminate()
+{
+    if (std::exception_ptr current = std::current_exception()) {
+        try {
+            std::rethrow_exception(current);
+        } catch (const ExceptionQtFatal &e) {
+            logException(QString::fromUtf8(e.what()));
+            std::_Exit(1);
+        } catch (...) {
+        }
+    }
+    if (previousTerminate)
+        previousTerminate();
+    std::abort();
 }
 
 void writeLog(const QByteArray &bytes)
@@ -68,9 +92,9 @@ QString logMessage(int level, const char *file, int line, const char *function, 
     Q_UNUSED(file)
     Q_UNUSED(line)
     Q_UNUSED(function)
-    QString message = QString::fromLatin1(levelTag(level))
-        + QDateTime::currentDateTime().toString(QStringLiteral(" [yyyy-MM-dd hh:mm:ss.zzz] "))
-        + QStringLiteral(" [%1] ").arg(applicationPid) + text + QLatin1Char('\n');
+    QString message = QString::fromLatin1(levelTag(level)) +
+                      QDateTime::currentDateTime().toString(QStringLiteral(" [yyyy-MM-dd hh:mm:ss.zzz] ")) +
+                      QStringLiteral(" [%1] ").arg(applicationPid) + text + QLatin1Char('\n');
     // Errors and warnings stand apart in the file.
     if (level == LogError || level == LogWarning)
         message += QLatin1Char('\n');
@@ -89,9 +113,8 @@ void messageHandlerForQt5(QtMsgType type, const QMessageLogContext &context, con
     QString msg = message;
     if (context.file && *context.file)
         msg += QStringLiteral(" (%1:%2, %3)")
-                   .arg(QString::fromUtf8(context.file))
-                   .arg(context.line)
-                   .arg(QString::fromUtf8(context.function));
+                   .arg(QString::fromUtf8(context.file), QString::number(context.line),
+                        QString::fromUtf8(context.function ? context.function : ""));
 
     const char *typeName = "QtDebug";
     int level = LogDebug;
@@ -122,6 +145,12 @@ void messageHandlerForQt5(QtMsgType type, const QMessageLogContext &context, con
                                       QString::fromLatin1(typeName));
         logMessage(level, __FILE__, __LINE__, "messageHandlerForQt5", text);
     }
-    if (type == QtFatalMsg)
+    if (type == QtFatalMsg) {
+        static const bool terminateInstalled = [] {
+            previousTerminate = std::set_terminate(onTerminate);
+            return true;
+        }();
+        Q_UNUSED(terminateInstalled)
         throw ExceptionQtFatal(message.toUtf8());
+    }
 }

@@ -1,0 +1,96 @@
+#include "main/startapplication.h"
+
+#include <cstdlib>
+
+#include <QApplication>
+#include <QDir>
+#include <QFont>
+#include <QLockFile>
+#include <QThread>
+
+#include "app/applicationexceptionhandler.h"
+#include "app/clipboardmanager.h"
+#include "app/metatypes.h"
+#include "app/sqlmanager.h"
+#include "common/datadirectory.h"
+#include "common/historysettings.h"
+#include "common/log.h"
+#include "common/processflags.h"
+#include "common/setting.h"
+#include "platform/crashhandler.h"
+#include "platform/terminationhandler.h"
+
+namespace {
+// Held for the whole life of the process; never deleted.
+QLockFile *lockFile = nullptr;
+} // namespace
+
+QApplication *createGuiApplication(int &argc, char **argv)
+{
+    auto *application = new ApplicationExceptionHandler<QApplication>(argc, argv);
+
+    const QString dataFolder = dataDirectory();
+    Setting::instance().init(dataFolder);
+    HistorySettings::seedDefaults(Setting::instance().settings());
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    initLog(LogDebug, dataFolder);
+    if (dataDirectoryIsFallback())
+        LOG_INFO(QStringLiteral("data folder %1 (per-user fallback, the program folder is not writable)")
+                     .arg(dataFolder));
+    else
+        LOG_INFO(QStringLiteral("data folder %1").arg(dataFolder));
+    platform::setCrashDumpDirectory(dataFolder);
+    platform::setCrashLogFile(logFilePath());
+
+    const QString configFolder = dataFolder + QStringLiteral("/config/");
+    QDir configDir(configFolder);
+    if (!configDir.exists()) {
+        configDir.mkpath(QStringLiteral("."));
+        LOG_INFO(QStringLiteral("create folder %1").arg(configFolder));
+    }
+
+    lockFile = new QLockFile(configFolder + QStringLiteral("vorlik") + QStringLiteral(".lock"));
+    if (lockFile->tryLock(0))
+        return application;
+
+    LOG_WARNING(QStringLiteral("fail to lock file"));
+    std::exit(0);
+}
+
+int startApplication(int &argc, char **argv)
+{
+    qInstallMessageHandler(messageHandlerForQt5);
+    if (qEnvironmentVariableIsEmpty("QT_AUTO_SCREEN_SCALE_FACTOR"))
+        qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
+    QThread::currentThread()->setObjectName(QStringLiteral("main"));
+    registerMetaTypes();
+
+    QApplication *application = createGuiApplication(argc, argv);
+
+    // Logout and `kill` end the program through the normal exit path, so
+    // that the exit settings are written.
+    platform::installTerminationHandler(application, [](int signal) {
+        LOG_INFO(QStringLiteral("quit on signal %1").arg(signal));
+        QCoreApplication::exit(0);
+    });
+
+    QFont font;
+    font.setFamily(QStringLiteral("Microsoft YaHei"));
+    QApplication::setFont(font);
+
+    clipBoardManager = new ClipBoardManager(application);
+
+    sqlManager = new SqlManager(dataDirectory() + QStringLiteral("/vorlik.db"));
+    sqlManager->attach(clipBoardManager->mainWindow());
+    sqlManager->initThread();
+
+    LOG_INFO(QStringLiteral("start exec app pid %1").arg(applicationPid));
+    const int exitCode = clipBoardManager->exec();
+
+    // Windows first, then the application object; the database thread is
+    // left running and ends with the process.
+    delete clipBoardManager;
+    clipBoardManager = nullptr;
+    return exitCode;
+}

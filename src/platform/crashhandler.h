@@ -9,5 +9,8 @@ namespace platform {
 // setCrashDumpDirectory names another.
 void installCrashHandler();
 void setCrashDumpDirectory(const QString &directory);
+// The log file that learns about a dump that could not be written. Until it
+// is named, such a failure goes unreported.
+void setCrashLogFile(const QString &path);
 
 } // namespace platform
