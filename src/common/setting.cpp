@@ -1,6 +1,9 @@
 #include "common/setting.h"
 
+#include <utility>
+
 #include <QSettings>
+#include <QStringList>
 #include <QVariant>
 #include <QVariantList>
 
@@ -20,12 +23,19 @@ bool toUIntList(const QVariant &value, QList<uint> &list)
         list = value.value<QList<uint>>();
         return true;
     }
-    if (!value.canConvert<QVariantList>())
+    QVariantList entries;
+    if (value.metaType() == QMetaType::fromType<QStringList>()) {
+        const QStringList texts = value.toStringList();
+        for (const QString &text : texts)
+            entries.append(text.trimmed());
+    } else if (value.metaType() == QMetaType::fromType<QVariantList>()) {
+        entries = value.toList();
+    } else {
         return false;
-    const QVariantList entries = value.toList();
+    }
     QList<uint> result;
     result.reserve(entries.size());
-    for (const QVariant &entry : entries) {
+    for (const QVariant &entry : std::as_const(entries)) {
         bool ok = false;
         const uint id = entry.toUInt(&ok);
         if (!ok)
