@@ -311,11 +311,6 @@ void ClipboardModel::onCheckExpiredItem()
     timer.start();
     const qint64 keep = HistorySettings::autoDeleteTime();
     LOG_INFO(QStringLiteral("start check and delete Item delete time %1 day").arg(keep / 86400000));
-    if (keep < 0) {
-        // A negative retention would wrap around and expire the whole history.
-        LOG_WARNING(QStringLiteral("invalid delete time %1, no item expires").arg(keep));
-        return;
-    }
     const TabAutoDeleteMap autoDeleteMap = tabAutoDeleteMap();
     const qulonglong now = currentTime();
     if (itemList.isEmpty())
