@@ -1,7 +1,10 @@
 #include "app/clipboardmanager.h"
 
+#include <QTimer>
 #include <QWidget>
 
+#include "app/clipboardwriter.h"
+#include "common/datadirectory.h"
 #include "common/log.h"
 #include "common/processflags.h"
 #include "common/setting.h"
@@ -16,6 +19,12 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
     // entry of its own in the task bar.
     windowParent = new QWidget();
     mainWnd = new MainWindow(windowParent);
+
+    writer = new ClipboardWriter(dataDirectory() + QStringLiteral("/temp"), this);
+    // The last foreign window in front is where a paste goes.
+    auto *activeWndTimer = new QTimer(this);
+    connect(activeWndTimer, &QTimer::timeout, this, &ClipBoardManager::trackActiveWnd);
+    activeWndTimer->start(100);
 
     const bool parentAutoStart = Setting::instance().isParentAutoStart();
     const bool elevated = platform::isProcessElevated();
@@ -44,4 +53,49 @@ bool ClipBoardManager::shouldShowAtStart(bool elevated, bool schTask, bool autoS
     // The scheduled task passes no "--AutoStart"; the run that handed over
     // left its own in the setting.
     return !parentAutoStart;
+}
+
+QMimeData *ClipBoardManager::buildMimeData(const QVariantMap &dataMap)
+{
+    return ClipboardWriter::buildMimeData(dataMap);
+}
+
+void ClipBoardManager::setClipBoardData(const QVariantMap &dataMap, bool marker)
+{
+    writer->setClipBoardData(dataMap, marker);
+}
+
+void ClipBoardManager::setClipBoardText(const QString &text, bool marker)
+{
+    writer->setClipBoardText(text, marker);
+}
+
+void ClipBoardManager::setClipBoardImage(const QImage &image)
+{
+    writer->setClipBoardImage(image);
+}
+
+void ClipBoardManager::setClipBoardUrls(const QList<QUrl> &urls, bool marker)
+{
+    writer->setClipBoardUrls(urls, marker);
+}
+
+void ClipBoardManager::setClipBoardMultiData(const QList<ItemData> &items)
+{
+    writer->setClipBoardMultiData(items);
+}
+
+void ClipBoardManager::sendCopyMessage(const QVariantMap &dataMap)
+{
+    writer->sendCopyMessage(dataMap);
+}
+
+void ClipBoardManager::trackActiveWnd()
+{
+    writer->trackActiveWnd();
+}
+
+platform::WindowHandle ClipBoardManager::activeWnd() const
+{
+    return writer->activeWnd();
 }

@@ -1,10 +1,14 @@
 #pragma once
 
 #include "app/app.h"
+#include "item/itemdata.h"
+#include "platform/windowsystem.h"
 
 #include <QObject>
 
+class ClipboardWriter;
 class MainWindow;
+class QMimeData;
 class QWidget;
 
 // The top object of the program: holds the application object, builds the
@@ -19,6 +23,18 @@ public:
 
     MainWindow *mainWindow() const { return mainWnd; }
 
+    // Write-back and paste; the marker keeps a write out of the history.
+    static QMimeData *buildMimeData(const QVariantMap &dataMap);
+    void setClipBoardData(const QVariantMap &dataMap, bool marker);
+    void setClipBoardText(const QString &text, bool marker);
+    void setClipBoardImage(const QImage &image);
+    void setClipBoardUrls(const QList<QUrl> &urls, bool marker);
+    void setClipBoardMultiData(const QList<ItemData> &items);
+    void sendCopyMessage(const QVariantMap &dataMap);
+    void trackActiveWnd();
+    platform::WindowHandle activeWnd() const;
+    ClipboardWriter *clipboardWriter() const { return writer; }
+
     // Whether the window shows at start, from elevation, "--schtask",
     // "--AutoStart" and the stored "SettingAutoStart".
     static bool shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart);
@@ -26,6 +42,7 @@ public:
 private:
     QWidget *windowParent = nullptr;
     MainWindow *mainWnd = nullptr;
+    ClipboardWriter *writer = nullptr;
 };
 
 extern ClipBoardManager *clipBoardManager;
