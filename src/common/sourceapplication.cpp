@@ -1,11 +1,11 @@
 #include "common/sourceapplication.h"
 
 #include "common/log.h"
+#include "platform/windowicon.h"
 #include "platform/windowsystem.h"
 
 bool getFrontProcessIcon(QPixmap &pixmap, QString &exePath)
 {
-    Q_UNUSED(pixmap)
     platform::WindowHandle window = platform::clipboardOwnerWindow();
     if (window == 0) {
         LOG_WARNING(QStringLiteral("Failed to get clipbaardowner window."));
@@ -43,8 +43,12 @@ bool getFrontProcessIcon(QPixmap &pixmap, QString &exePath)
     }
     exePath = path;
 
-    // Program icons are not read yet: the path alone attributes the copy.
-    return false;
+    QString failure;
+    if (!platform::programIcon(window, path, pixmap, failure)) {
+        LOG_WARNING(QStringLiteral("Failed to extract icon. %1").arg(failure));
+        return false;
+    }
+    return true;
 }
 
 bool getPathByPid(platform::ProcessId pid, QString &path)
