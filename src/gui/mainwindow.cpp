@@ -108,6 +108,12 @@ void MainWindow::onClipboardDataChanged()
         LOG_INFO(QStringLiteral("ignore own data"));
         return;
     }
+    // Password managers flag the secrets they copy; those never enter the history.
+    static const QString passwordManagerHint = QStringLiteral("x-kde-passwordManagerHint");
+    if (mimeData->hasFormat(passwordManagerHint) && mimeData->data(passwordManagerHint) == "secret") {
+        LOG_INFO(QStringLiteral("ignore password manager secret"));
+        return;
+    }
     // An owner that went away leaves an empty clipboard; bare X targets are no data either.
     if (!hasHtml && !hasImage && !hasUrls && !hasText) {
         LOG_WARNING(QStringLiteral("text %1 html %2 image %3 url %4 data format ( %5 )")
