@@ -30,6 +30,10 @@ qulonglong currentTime()
 
 ClipboardModel::ClipboardModel(QObject *parent) : QAbstractListModel(parent), expiredTimer(this)
 {
+    // The display value is the whole record; views that only want a string get its text.
+    static const bool textConverter = QMetaType::registerConverter<ItemData, QString>(&ItemData::text);
+    Q_UNUSED(textConverter)
+
     // Neither pass runs at start: the first expiry comes after an hour, the
     // first eviction after fifteen minutes, and a new item triggers neither.
     expiredTimer.setInterval(kExpiryIntervalMs);

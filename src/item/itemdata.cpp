@@ -61,6 +61,14 @@ QImage ItemData::image() const
     return result;
 }
 
+bool ItemData::operator==(const ItemData &other) const
+{
+    return hashValue == other.hashValue && iconHashValue == other.iconHashValue &&
+           itemType == other.itemType && createTime == other.createTime &&
+           lastActiveTime == other.lastActiveTime && dataMap == other.dataMap &&
+           ocrResults == other.ocrResults && customIds == other.customIds;
+}
+
 int ItemData::dataSize() const
 {
     if (cachedDataSize == -1)

@@ -17,7 +17,8 @@ class QWidget;
 // User tab id -> whether the items of that tab may be deleted by expiry and eviction.
 using TabAutoDeleteMap = QMap<uint, bool>;
 
-enum ItemType : uint {
+enum ItemType : uint
+{
     ItemTypeNone = 0,
     ItemTypeImage = 1,
     ItemTypeFile = 2,
@@ -49,6 +50,10 @@ public:
     QList<QUrl> urls() const;
     QImage image() const;
     bool hasOcrResult() const { return !ocrResults.isEmpty(); }
+
+    // Compares content and times; the size cache is not part of the value.
+    bool operator==(const ItemData &other) const;
+    bool operator!=(const ItemData &other) const { return !(*this == other); }
 
     // Cached on first use and deliberately not invalidated by the setters.
     int dataSize() const;
