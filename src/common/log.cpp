@@ -8,6 +8,7 @@
 #include <QMutex>
 #include <QMutexLocker>
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
@@ -143,7 +144,11 @@ void messageHandlerForQt5(QtMsgType type, const QMessageLogContext &context, con
         const QString text = QStringLiteral("[%1] %3: %2")
                                  .arg(QString::fromUtf8(context.category ? context.category : ""), msg,
                                       QString::fromLatin1(typeName));
-        logMessage(level, __FILE__, __LINE__, "messageHandlerForQt5", text);
+        const QString line = logMessage(level, __FILE__, __LINE__, "messageHandlerForQt5", text);
+        // Before the log file exists (no display, bad arguments) Qt's own
+        // complaints would vanish; the terminal is the only place left.
+        if (logFilePath().isEmpty())
+            std::fputs(line.toLocal8Bit().constData(), stderr);
     }
     if (type == QtFatalMsg) {
         static const bool terminateInstalled = [] {

@@ -1,0 +1,186 @@
+#include <csignal>
+
+#include <QDir>
+#include <QFile>
+#include <QLockFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTest>
+
+#include "support/tempappfolder.h"
+
+// Runs the real program, copied into a throw-away folder so that everything
+// it keeps lands there, and ends it as a desktop session would.
+class TestStartup : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanup();
+    void startHoldsLockAndStopsOnSignal_data();
+    void startHoldsLockAndStopsOnSignal();
+    void secondCopyEndsAtOnce();
+    void interruptAlsoEndsNormally();
+
+private:
+    QString log() const;
+    QString path(const QString &name) const { return folder.filePath(name); }
+    bool startFirst(const QStringList &arguments);
+    bool stopFirst(int signal);
+    bool settingAutoStart() const;
+
+    TempAppFolder folder;
+    QString program;
+    QProcess first;
+};
+
+void TestStartup::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(folder.isValid());
+    program = path(QStringLiteral("vorlik"));
+    QVERIFY(QFile::copy(QStringLiteral(VORLIK_BINARY), program));
+    QVERIFY(QFile::setPermissions(program, QFile::permissions(QStringLiteral(VORLIK_BINARY))));
+    first.setProcessChannelMode(QProcess::ForwardedChannels);
+}
+
+void TestStartup::cleanup()
+{
+    if (first.state() != QProcess::NotRunning) {
+        first.kill();
+        first.waitForFinished();
+    }
+}
+
+QString TestStartup::log() const
+{
+    QFile file(path(QStringLiteral("vorlik.log")));
+    if (!file.open(QIODevice::ReadOnly))
+        return QString();
+    return QString::fromUtf8(file.readAll());
+}
+
+bool TestStartup::startFirst(const QStringList &arguments)
+{
+    first.start(program, arguments);
+    if (!first.waitForStarted())
+        return false;
+    const QString ready = QStringLiteral("] start exec app pid %1\n").arg(first.processId());
+    QElapsedTimer waited;
+    waited.start();
+    while (!log().contains(ready)) {
+        if (first.state() == QProcess::NotRunning || waited.elapsed() > 60000)
+            return false;
+        QTest::qWait(50);
+    }
+    return true;
+}
+
+bool TestStartup::stopFirst(int signal)
+{
+    ::kill(static_cast<pid_t>(first.processId()), signal);
+    return first.waitForFinished(60000) && first.exitStatus() == QProcess::NormalExit &&
+           first.exitCode() == 0;
+}
+
+bool TestStartup::settingAutoStart() const
+{
+    // Read as text: the file also holds values of types this test does not know.
+    QFile file(path(QStringLiteral("config/vorlik/vorlik.ini")));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QString ini = QString::fromUtf8(file.readAll());
+    return QRegularExpression(QStringLiteral("(^|\n)SettingAutoStart=true\r?\n")).match(ini).hasMatch();
+}
+
+void TestStartup::startHoldsLockAndStopsOnSignal_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("autoStart");
+    QTest::addColumn<bool>("schTask");
+
+    // The rows run in order: each later run must overwrite what the one
+    // before left in the setting.
+    QTest::newRow("login start") << QStringList{"--AutoStart"} << true << false;
+    QTest::newRow("by hand") << QStringList{} << false << false;
+    QTest::newRow("options anywhere")
+        << QStringList{"--unknown", "--schtask", "x", "--AutoStart"} << true << true;
+    QTest::newRow("near misses") << QStringList{"--autostart", "--AutoStart=1", "-schtask"} << false << false;
+}
+
+void TestStartup::startHoldsLockAndStopsOnSignal()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, autoStart);
+    QFETCH(bool, schTask);
+
+    QVERIFY2(startFirst(arguments), qPrintable(log()));
+    const qint64 pid = first.processId();
+    const QString runLog = log().section(QStringLiteral("] start exec app pid %1").arg(pid), 0, 0);
+    QVERIFY(runLog.contains(QStringLiteral("] data folder %1\n").arg(folder.path())));
+    QVERIFY2(QRegularExpression(
+                 QStringLiteral("\\[%1\\] isautostart %2 isschtask %3 parent isAutoStart [01] isAdmin [01]\n")
+                     .arg(pid)
+                     .arg(int(autoStart))
+                     .arg(int(schTask)))
+                 .match(runLog)
+                 .hasMatch(),
+             qPrintable(runLog));
+
+    QVERIFY(QFileInfo(path(QStringLiteral("config"))).isDir());
+    QTRY_VERIFY(QFile::exists(path(QStringLiteral("config/vorlik/vorlik.ini"))));
+    QTRY_VERIFY(QFile::exists(path(QStringLiteral("vorlik.db"))));
+
+    // Another process sees the lock as held by a live owner.
+    {
+        QLockFile lock(path(QStringLiteral("config/vorlik.lock")));
+        QVERIFY(!lock.tryLock(0));
+        QCOMPARE(lock.error(), QLockFile::LockFailedError);
+        qint64 owner = 0;
+        QVERIFY(lock.getLockInfo(&owner, nullptr, nullptr));
+        QCOMPARE(owner, pid);
+    }
+
+    QVERIFY2(stopFirst(SIGTERM), qPrintable(log()));
+    QVERIFY(log().contains(QStringLiteral("[%1] exitCode 0 wasColsed 0 started 1\n").arg(pid)));
+    QCOMPARE(settingAutoStart(), autoStart);
+
+    // The lock went with the process.
+    QLockFile lock(path(QStringLiteral("config/vorlik.lock")));
+    QVERIFY(lock.tryLock(0));
+}
+
+void TestStartup::secondCopyEndsAtOnce()
+{
+    QVERIFY2(startFirst({QStringLiteral("--AutoStart")}), qPrintable(log()));
+
+    QProcess second;
+    second.setProcessChannelMode(QProcess::ForwardedChannels);
+    second.start(program, {QStringLiteral("--AutoStart")});
+    QVERIFY(second.waitForStarted());
+    const qint64 secondPid = second.processId();
+    QVERIFY(second.waitForFinished(60000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    const QString secondLog = QStringLiteral("[%1] fail to lock file\n\n").arg(secondPid);
+    QVERIFY2(log().contains(secondLog), qPrintable(log()));
+    QVERIFY(!log().contains(QStringLiteral("[%1] start exec app pid").arg(secondPid)));
+
+    // The first copy is untouched and still ends normally.
+    QCOMPARE(first.state(), QProcess::Running);
+    QVERIFY(stopFirst(SIGTERM));
+    QVERIFY(settingAutoStart());
+}
+
+void TestStartup::interruptAlsoEndsNormally()
+{
+    QVERIFY2(startFirst({}), qPrintable(log()));
+    const qint64 pid = first.processId();
+    QVERIFY(stopFirst(SIGINT));
+    QVERIFY(log().contains(QStringLiteral("[%1] quit on signal %2\n").arg(pid).arg(SIGINT)));
+    QVERIFY(!settingAutoStart());
+}
+
+QTEST_GUILESS_MAIN(TestStartup)
+#include "tst_startup.moc"
