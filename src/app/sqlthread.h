@@ -14,6 +14,9 @@ class SqlThread : public QThread
     Q_OBJECT
 public:
     explicit SqlThread(QObject *parent = nullptr);
+    // Ends a running event loop and waits for it; the program itself never
+    // stops the worker.
+    ~SqlThread() override;
 
     // <folder>/vorlik.db; must be set before the thread starts.
     void setDatabasePath(const QString &path) { databasePath = path; }
@@ -45,4 +48,6 @@ private:
     void loadDbData();
 
     QString databasePath;
+    // Whether this worker added the default connection (and so removes it).
+    bool addedConnection = false;
 };
