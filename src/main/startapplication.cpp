@@ -7,6 +7,7 @@
 #include <QFont>
 #include <QLockFile>
 #include <QThread>
+#include <QWidget>
 
 #include "app/applicationexceptionhandler.h"
 #include "app/clipboardmanager.h"
@@ -42,6 +43,11 @@ QApplication *createGuiApplication(int &argc, char **argv)
         LOG_INFO(QStringLiteral("data folder %1").arg(dataFolder));
     platform::setCrashDumpDirectory(dataFolder);
     platform::setCrashLogFile(logFilePath());
+
+    // A native top-level window that is never shown, so that the process
+    // owns a window of its own from the start.
+    auto *hiddenWindow = new QWidget();
+    hiddenWindow->winId();
 
     const QString configFolder = dataFolder + QStringLiteral("/config/");
     QDir configDir(configFolder);

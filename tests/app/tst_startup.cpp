@@ -22,6 +22,7 @@ private slots:
     void startHoldsLockAndStopsOnSignal();
     void secondCopyEndsAtOnce();
     void interruptAlsoEndsNormally();
+    void lockOfKilledCopyIsTakenOver();
 
 private:
     QString log() const;
@@ -180,6 +181,18 @@ void TestStartup::interruptAlsoEndsNormally()
     QVERIFY(stopFirst(SIGINT));
     QVERIFY(log().contains(QStringLiteral("[%1] quit on signal %2\n").arg(pid).arg(SIGINT)));
     QVERIFY(!settingAutoStart());
+}
+
+void TestStartup::lockOfKilledCopyIsTakenOver()
+{
+    QVERIFY2(startFirst({}), qPrintable(log()));
+    first.kill();
+    QVERIFY(first.waitForFinished(60000));
+    QVERIFY(QFile::exists(path(QStringLiteral("config/vorlik.lock"))));
+
+    // The lock file left behind names a dead process: the next start takes it.
+    QVERIFY2(startFirst({}), qPrintable(log()));
+    QVERIFY(stopFirst(SIGTERM));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)
