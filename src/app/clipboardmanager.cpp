@@ -38,10 +38,14 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
 
 ClipBoardManager::~ClipBoardManager()
 {
-    // Widgets must go before App's destructor deletes the application.
+    // Widgets, and the objects that hang off this one, must go before App's
+    // destructor deletes the application; QObject's own clean-up runs later.
     delete windowParent;
     windowParent = nullptr;
     mainWnd = nullptr;
+    const QObjectList owned = children();
+    qDeleteAll(owned);
+    writer = nullptr;
 }
 
 bool ClipBoardManager::shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart)
