@@ -51,34 +51,68 @@ void cloneImage(const QMimeData *mimeData, QVariantMap &dataMap, uint &itemType,
     image = source;
 }
 
-void cloneFiles(const QMimeData *mimeData, QVariantMap &dataMap, uint &itemType)
+// Returns the URLs when every one is a local file and none exists any more.
+QList<QUrl> cloneFiles(const QMimeData *mimeData, QVariantMap &dataMap, uint &itemType)
 {
     QString names;
     QList<QUrl> existing;
+    bool allLocal = true;
     const QList<QUrl> urls = mimeData->urls();
     for (const QUrl &url : urls) {
-        names += url.toString(QUrl::FullyDecoded) + QLatin1Char(' ');
+        // Decoded for reading; QUrl refuses FullyDecoded for a whole URL with a
+        // warning and falls back on this very form.
+        names += url.toString(QUrl::PrettyDecoded) + QLatin1Char(' ');
         // Web addresses and files deleted since the copy make no file item.
         if (QFileInfo(url.toLocalFile()).exists())
             existing.append(url);
+        allLocal = allLocal && url.isLocalFile();
     }
     LOG_INFO(QStringLiteral("filenames %1").arg(names));
     if (existing.isEmpty())
-        return;
+        return allLocal ? urls : QList<QUrl>();
     dataMap[MIME_URI_LIST] = serializeUrls(existing);
     itemType = ItemTypeFile;
+    return QList<QUrl>();
 }
 
-QString cloneText(const QMimeData *mimeData, QVariantMap &dataMap, uint &itemType)
+// Qt programs and file managers on X offer a file list a second time as text,
+// one URL or path a line. That text is the list, not something the user wrote.
+bool isTextOfUrls(const QString &text, const QList<QUrl> &urls)
+{
+    QStringList forms;
+    for (const QUrl &url : urls)
+        forms << url.toString() << url.toString(QUrl::FullyEncoded) << url.toLocalFile();
+    const QStringList lines = text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString &line : lines) {
+        const QString trimmed = line.trimmed();
+        if (!trimmed.isEmpty() && !forms.contains(trimmed))
+            return false;
+    }
+    return !lines.isEmpty();
+}
+
+// Qt also reads a bare URL list as text; only a real text format counts
+// here, so that a list of missing files makes no item.
+bool hasPlainText(const QMimeData *mimeData)
+{
+    return mimeData->hasFormat(MIME_TEXT) || mimeData->hasFormat(MIME_TEXT_UTF8);
+}
+
+QString cloneText(const QMimeData *mimeData, const QList<QUrl> &goneFiles, QVariantMap &dataMap,
+                  uint &itemType)
 {
     QString text;
-    if (mimeData->hasText()) {
+    if (hasPlainText(mimeData)) {
         text = mimeData->text();
     } else {
         // The system's HTML is never kept, only what it reads as.
         QTextDocument document;
         document.setHtml(mimeData->html());
         text = document.toPlainText();
+    }
+    if (!goneFiles.isEmpty() && isTextOfUrls(text, goneFiles)) {
+        LOG_INFO(QStringLiteral("text only names files that are gone"));
+        return QString();
     }
     if (isNotBlank(text)) {
         dataMap[MIME_TEXT] = text;
@@ -98,11 +132,12 @@ bool cloneData(const QMimeData *mimeData, QVariantMap &dataMap, uint &itemType, 
     // Fixed order whatever the source prefers: an image beats files, files beat text.
     if (mimeData->hasImage())
         cloneImage(mimeData, dataMap, itemType, image);
+    QList<QUrl> goneFiles;
     if (mimeData->hasUrls() && itemType == ItemTypeNone)
-        cloneFiles(mimeData, dataMap, itemType);
+        goneFiles = cloneFiles(mimeData, dataMap, itemType);
     QString text;
-    if ((mimeData->hasHtml() || mimeData->hasText()) && itemType == ItemTypeNone)
-        text = cloneText(mimeData, dataMap, itemType);
+    if ((mimeData->hasHtml() || hasPlainText(mimeData)) && itemType == ItemTypeNone)
+        text = cloneText(mimeData, goneFiles, dataMap, itemType);
 
     // Taken as it is: surrounding spaces keep it plain text.
     if (!text.isEmpty() && isUrl(text)) {
