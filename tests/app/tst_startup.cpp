@@ -23,6 +23,7 @@ private slots:
     void secondCopyEndsAtOnce();
     void interruptAlsoEndsNormally();
     void lockOfKilledCopyIsTakenOver();
+    void closingTheWindowKeepsRunning();
 
 private:
     QString log() const;
@@ -80,7 +81,12 @@ bool TestStartup::startFirst(const QStringList &arguments)
 
 bool TestStartup::stopFirst(int signal)
 {
-    ::kill(static_cast<pid_t>(first.processId()), signal);
+    // processId() is 0 once the process is gone, and kill(0) would hit our
+    // own process group.
+    const qint64 pid = first.processId();
+    if (first.state() != QProcess::Running || pid <= 0)
+        return false;
+    ::kill(static_cast<pid_t>(pid), signal);
     return first.waitForFinished(60000) && first.exitStatus() == QProcess::NormalExit &&
            first.exitCode() == 0;
 }
@@ -193,6 +199,40 @@ void TestStartup::lockOfKilledCopyIsTakenOver()
     // The lock file left behind names a dead process: the next start takes it.
     QVERIFY2(startFirst({}), qPrintable(log()));
     QVERIFY(stopFirst(SIGTERM));
+}
+
+namespace {
+// The visible top-level windows of a process, as the window manager sees them.
+QStringList visibleWindows(qint64 pid)
+{
+    QProcess search;
+    search.start(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                             QStringLiteral("--pid"), QString::number(pid)});
+    if (!search.waitForFinished(10000))
+        return {};
+    return QString::fromLatin1(search.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+} // namespace
+
+void TestStartup::closingTheWindowKeepsRunning()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+        QSKIP("xdotool is not installed");
+    // Without "--AutoStart" the window shows at start.
+    QVERIFY2(startFirst({}), qPrintable(log()));
+    const qint64 pid = first.processId();
+    QTRY_VERIFY_WITH_TIMEOUT(!visibleWindows(pid).isEmpty(), 30000);
+
+    // Alt+F4 is the window manager's close, as a user would do it.
+    const QString window = visibleWindows(pid).first();
+    QProcess::execute(QStringLiteral("xdotool"),
+                      {QStringLiteral("windowactivate"), QStringLiteral("--sync"), window,
+                       QStringLiteral("key"), QStringLiteral("--clearmodifiers"), QStringLiteral("alt+F4")});
+    QTRY_VERIFY_WITH_TIMEOUT(visibleWindows(pid).isEmpty(), 30000);
+
+    // Still alive to hear the request to end.
+    QVERIFY(stopFirst(SIGTERM));
+    QVERIFY(log().contains(QStringLiteral("[%1] quit on signal %2\n").arg(pid).arg(SIGTERM)));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)
