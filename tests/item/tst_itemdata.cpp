@@ -1,8 +1,5 @@
-#include <QBuffer>
-#include <QDataStream>
 #include <QFile>
 #include <QHash>
-#include <QPainter>
 #include <QPixmap>
 #include <QRandomGenerator>
 #include <QStandardPaths>
@@ -11,7 +8,6 @@
 #include "common/log.h"
 #include "common/mime.h"
 #include "common/textutils.h"
-#include "item/datastreamversion.h"
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
 #include "item/itemhash.h"
@@ -28,12 +24,17 @@ QByteArray pngOf(const QColor &color)
     return png;
 }
 
+// The item as the database hands it back: every value turned into bytes.
 ItemData reloaded(const ItemData &item)
 {
     ItemData copy;
-    copy.hashValue = item.hashValue;
     deserializeDataMap(serializeDataMap(item.dataMap), copy.dataMap);
     return copy;
+}
+
+uint identity(const QVariantMap &map)
+{
+    return hashDataMap(map, identityKeys());
 }
 
 } // namespace
@@ -44,28 +45,16 @@ class TestItemData : public QObject
 
 private slots:
     void initTestCase();
-
     void stableHashMatchesQt();
-    void identityHash();
-    void identitySurvivesReload();
-    void iconHash();
-
-    void dataMapLayout();
-    void dataMapCorruption_data();
-    void dataMapCorruption();
-    void urlsForm();
-    void customIdForm();
-    void ocrForm();
-
-    void accessors();
-    void dataSizeCache();
-    void customIdRules();
-
+    void identityAndIconHash();
+    void dataMapBlob_data();
+    void dataMapBlob();
+    void valueForms();
+    void accessorsAndSizeCache();
+    void tabRules();
     void textHelpers();
 
 private:
-    QString logText() const;
-
     TempAppFolder folder;
 };
 
@@ -76,12 +65,6 @@ void TestItemData::initTestCase()
     initLog(LogDebug, folder.path());
 }
 
-QString TestItemData::logText() const
-{
-    QFile file(logFilePath());
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
 void TestItemData::stableHashMatchesQt()
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 4, 0) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
@@ -90,8 +73,7 @@ void TestItemData::stableHashMatchesQt()
         QByteArray bytes(size, Qt::Uninitialized);
         for (char &byte : bytes)
             byte = char(random.bounded(256));
-        QCOMPARE(stableBytesHash(bytes.constData(), size_t(bytes.size())),
-                 uint(qHash(QByteArrayView(bytes), 0)));
+        QCOMPARE(stableBytesHash(bytes.constData(), size_t(size)), uint(qHash(QByteArrayView(bytes), 0)));
         const QString text = QString::fromLatin1(bytes.toBase64());
         QCOMPARE(stableBytesHash(text.constData(), size_t(text.size()) * 2),
                  uint(qHash(QStringView(text), 0)));
@@ -105,170 +87,121 @@ void TestItemData::stableHashMatchesQt()
     QCOMPARE(stableBytesHash("hello world, this is vorlik", 27), 0x96ed8a87U);
 }
 
-void TestItemData::identityHash()
+void TestItemData::identityAndIconHash()
 {
-    QCOMPARE(hashDataMap(QVariantMap(), identityKeys()), 666U);
-    QCOMPARE(hashDataMap({{MIME_EXE_PATH, QStringLiteral("/usr/bin/a")}, {MIME_REMARK, QStringLiteral("r")}},
-                         identityKeys()),
+    QCOMPARE(identity({}), 666U);
+    QCOMPARE(identity({{MIME_EXE_PATH, QStringLiteral("/usr/bin/a")}, {MIME_REMARK, QStringLiteral("r")}}),
              666U);
 
-    // The source program, remark and title stay outside the identity.
+    // Source program, remark and title stay outside; so does the type, which is not in the map.
     const QVariantMap fromA{{MIME_TEXT, QStringLiteral("same")},
                             {MIME_EXE_PATH, QStringLiteral("/usr/bin/a")}};
-    QVariantMap fromB{{MIME_TEXT, QStringLiteral("same")}, {MIME_EXE_PATH, QStringLiteral("/usr/bin/b")}};
-    QCOMPARE(hashDataMap(fromA, identityKeys()), hashDataMap(fromB, identityKeys()));
-    fromB.insert(MIME_REMARK, QStringLiteral("note"));
-    fromB.insert(MIME_WEB_TITLE, QStringLiteral("title"));
-    QCOMPARE(hashDataMap(fromA, identityKeys()), hashDataMap(fromB, identityKeys()));
+    const QVariantMap fromB{{MIME_TEXT, QStringLiteral("same")},
+                            {MIME_EXE_PATH, QStringLiteral("/usr/bin/b")},
+                            {MIME_REMARK, QStringLiteral("note")},
+                            {MIME_WEB_TITLE, QStringLiteral("title")}};
+    QCOMPARE(identity(fromA), identity(fromB));
+    QVERIFY(identity({{MIME_TEXT, QStringLiteral("a")}}) != identity({{MIME_URI_LIST, QByteArray("a")}}));
 
-    // A link and a text of the same string: the type does not enter.
-    ItemData link, text;
-    link.itemType = ItemTypeLink;
-    text.itemType = ItemTypeText;
-    link.dataMap = text.dataMap = {{MIME_TEXT, QStringLiteral("https://example.org")}};
-    QCOMPARE(hashDataMap(link.dataMap, identityKeys()), hashDataMap(text.dataMap, identityKeys()));
+    // Written out for one entry: key hash first, then value hash, from seed 666.
+    const uint expected =
+        hashCombine(hashCombine(666, stableBytesHash(MIME_TEXT.constData(), 20)), stableBytesHash("same", 4));
+    QCOMPARE(identity({{MIME_TEXT, QStringLiteral("same")}}), expected);
 
-    // Written out for a single entry, to pin key and value order and the seed.
-    const QByteArray utf8 = QStringLiteral("same").toUtf8();
-    const uint expected = hashCombine(hashCombine(666, stableBytesHash(MIME_TEXT.constData(), 20)),
-                                      stableBytesHash(utf8.constData(), size_t(utf8.size())));
-    QCOMPARE(hashDataMap({{MIME_TEXT, QStringLiteral("same")}}, identityKeys()), expected);
-    QVERIFY(hashDataMap({{MIME_TEXT, QStringLiteral("a")}}, identityKeys()) !=
-            hashDataMap({{MIME_URI_LIST, QByteArray("a")}}, identityKeys()));
-}
-
-void TestItemData::identitySurvivesReload()
-{
+    // Characters beyond the BMP keep the identity over a database round trip.
+    const QVariantMap map{{MIME_TEXT, QStringLiteral("emoji \U0001F600 \u4E2D\u6587")},
+                          {MIME_IMAGE_PNG, pngOf(Qt::red)}};
     ItemData item;
-    item.dataMap = {{MIME_TEXT, QStringLiteral("emoji \U0001F600 and \u4E2D\u6587")},
-                    {MIME_IMAGE_PNG, pngOf(Qt::red)},
-                    {MIME_EXE_PATH, QString()}};
-    item.hashValue = hashDataMap(item.dataMap, identityKeys());
+    item.dataMap = map;
     const ItemData copy = reloaded(item);
     QCOMPARE(copy.dataMap.value(MIME_TEXT).typeId(), int(QMetaType::QByteArray));
-    QCOMPARE(hashDataMap(copy.dataMap, identityKeys()), item.hashValue);
-    QCOMPARE(copy.text(), item.text());
-}
+    QCOMPARE(identity(copy.dataMap), identity(map));
 
-void TestItemData::iconHash()
-{
     const QByteArray png = pngOf(Qt::blue);
-    const uint raw = stableBytesHash(png.constData(), size_t(png.size()));
-    QCOMPARE(hashBytes(png), (raw - 0x61C7DF21U) ^ 666U);
-    QVERIFY(hashBytes(png) != hashBytes(pngOf(Qt::green)));
+    QCOMPARE(hashBytes(png), (stableBytesHash(png.constData(), size_t(png.size())) - 0x61C7DF21U) ^ 666U);
 }
 
-void TestItemData::dataMapLayout()
-{
-    // Big-endian count, then (UTF-16 key, bytes) pairs in key order.
-    const QVariantMap map{{QStringLiteral("b"), QByteArray("xy")},
-                          {QStringLiteral("a"), QStringLiteral("\u00e9")}};
-    const QByteArray expected = QByteArray::fromHex("00000002"
-                                                    "00000002"
-                                                    "0061"
-                                                    "00000002"
-                                                    "c3a9"
-                                                    "00000002"
-                                                    "0062"
-                                                    "00000002"
-                                                    "7879");
-    QCOMPARE(serializeDataMap(map), expected);
-
-    QVariantMap back;
-    QVERIFY(deserializeDataMap(expected, back));
-    QCOMPARE(back.keys(), map.keys());
-    QCOMPARE(back.value(QStringLiteral("a")).toString(), QStringLiteral("\u00e9"));
-    QCOMPARE(back.value(QStringLiteral("b")).toByteArray(), QByteArray("xy"));
-}
-
-void TestItemData::dataMapCorruption_data()
+void TestItemData::dataMapBlob_data()
 {
     QTest::addColumn<QByteArray>("blob");
     QTest::addColumn<bool>("complete");
     QTest::addColumn<int>("entries");
     QTest::addColumn<QString>("logged");
 
-    const QByteArray three = serializeDataMap({{QStringLiteral("a"), QByteArray("1")},
-                                               {QStringLiteral("b"), QByteArray("22")},
-                                               {QStringLiteral("c"), QByteArray("333")}});
+    const QByteArray three = serializeDataMap(
+        {{QStringLiteral("a"), QByteArray("1")}, {QStringLiteral("b"), "22"}, {QStringLiteral("c"), "333"}});
     QTest::newRow("count 0") << QByteArray::fromHex("00000000") << true << 0 << QString();
     QTest::newRow("negative count") << QByteArray::fromHex("ffffff00aabb") << true << 0 << QString();
-    QTest::newRow("empty blob") << QByteArray() << false << 0 << QStringLiteral("Failed to read size");
+    QTest::newRow("empty") << QByteArray() << false << 0 << QStringLiteral("Failed to read size");
     QTest::newRow("cut in third value")
-        << three.left(three.size() - 1) << false << 2 << QStringLiteral("fail to read bytes");
+        << three.chopped(1) << false << 2 << QStringLiteral("fail to read bytes");
     QTest::newRow("cut in third key")
-        << three.left(three.size() - 8) << false << 2 << QStringLiteral("fail to read mime");
+        << three.chopped(8) << false << 2 << QStringLiteral("fail to read mime");
     QTest::newRow("count beyond data")
         << QByteArray::fromHex("7fffffff") << false << 0 << QStringLiteral("fail to read mime");
 }
 
-void TestItemData::dataMapCorruption()
+void TestItemData::dataMapBlob()
 {
     QFETCH(QByteArray, blob);
     QFETCH(bool, complete);
     QFETCH(int, entries);
     QFETCH(QString, logged);
 
-    const qsizetype logBefore = logText().size();
-    QVariantMap map{{QStringLiteral("stale"), QByteArray("x")}};
-    QCOMPARE(deserializeDataMap(blob, map), complete);
-    QCOMPARE(map.size(), entries);
-    const QString newLog = logText().mid(logBefore);
-    if (logged.isEmpty())
-        QVERIFY(!newLog.contains(QStringLiteral("Corrupted data")));
-    else
-        QVERIFY2(newLog.contains(QStringLiteral("Corrupted data: ") + logged), qPrintable(newLog));
+    const auto readLog = []() {
+        QFile log(logFilePath());
+        return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
+    };
+    const qsizetype logBefore = readLog().size();
+    QVariantMap read{{QStringLiteral("stale"), QByteArray("x")}};
+    QCOMPARE(deserializeDataMap(blob, read), complete);
+    QCOMPARE(read.size(), entries);
+    const QString newLog = QString::fromUtf8(readLog().mid(logBefore));
+    QCOMPARE(newLog.contains(QStringLiteral("Corrupted data: ") + logged), !logged.isEmpty());
 }
 
-void TestItemData::urlsForm()
+void TestItemData::valueForms()
 {
+    // Big-endian count, then (UTF-16 key, bytes) pairs in key order; strings go in as UTF-8.
+    const QVariantMap map{{QStringLiteral("b"), QByteArray("xy")},
+                          {QStringLiteral("a"), QStringLiteral("\u00e9")}};
+    QCOMPARE(serializeDataMap(map).toHex(), QByteArray("00000002"
+                                                       "000000020061"
+                                                       "00000002c3a9"
+                                                       "000000020062"
+                                                       "000000027879"));
+
     const QList<QUrl> urls{QUrl::fromLocalFile(QStringLiteral("/tmp/a b.txt")),
                            QUrl::fromLocalFile(QStringLiteral("/home/\u00fc/x"))};
-    const QByteArray bytes = serializeUrls(urls);
-    QCOMPARE(deserializeUrls(bytes), urls);
-    // Never a partial list.
-    QVERIFY(deserializeUrls(bytes.left(bytes.size() - 3)).isEmpty());
-    QVERIFY(deserializeUrls(QByteArray::fromHex("00000005")).isEmpty());
+    const QByteArray urlBytes = serializeUrls(urls);
+    QCOMPARE(deserializeUrls(urlBytes), urls);
+    QVERIFY(deserializeUrls(urlBytes.chopped(3)).isEmpty()); // never a partial list
     QVERIFY(deserializeUrls(QByteArray()).isEmpty());
 
-    ItemData item;
-    QVERIFY(item.urls().isEmpty());
-    item.dataMap.insert(MIME_URI_LIST, bytes);
-    QCOMPARE(reloaded(item).urls(), urls);
-}
-
-void TestItemData::customIdForm()
-{
     const QSet<uint> ids{20, 21, 4000000000U};
-    const QByteArray bytes = serializeCustomIds(ids);
-    QCOMPARE(bytes.size(), 4 + 3 * 4);
-    QSet<uint> back{99};
-    QVERIFY(deserializeCustomIds(bytes, back));
-    QCOMPARE(back, ids);
-    QVERIFY(!deserializeCustomIds(bytes.left(bytes.size() - 2), back));
-    QVERIFY(back.isEmpty());
+    const QByteArray idBytes = serializeCustomIds(ids);
+    QCOMPARE(idBytes.size(), 4 + 3 * 4);
+    QSet<uint> readIds{99};
+    QVERIFY(deserializeCustomIds(idBytes, readIds));
+    QCOMPARE(readIds, ids);
+    QVERIFY(!deserializeCustomIds(idBytes.chopped(2), readIds));
+    QVERIFY(readIds.isEmpty());
+
+    const QList<OCRResult> results{{QPolygon({QPoint(1, 2), QPoint(30, -4)}), QStringLiteral("Hi \u4F60")},
+                                   {QPolygon(), QString()}};
+    const QByteArray ocrBytes = serializeOcrResults(results);
+    QCOMPARE(deserializeOcrResults(ocrBytes), results);
+    QVERIFY(deserializeOcrResults(ocrBytes.chopped(5)).isEmpty());
 }
 
-void TestItemData::ocrForm()
-{
-    const QList<OCRResult> results{
-        {QPolygon({QPoint(1, 2), QPoint(30, 2), QPoint(30, -4)}), QStringLiteral("Hi \u4F60")},
-        {QPolygon(), QString()}};
-    const QByteArray bytes = serializeOcrResults(results);
-    QCOMPARE(deserializeOcrResults(bytes), results);
-    QVERIFY(deserializeOcrResults(bytes.left(bytes.size() - 5)).isEmpty());
-    QVERIFY(deserializeOcrResults(serializeOcrResults({})).isEmpty());
-}
-
-void TestItemData::accessors()
+void TestItemData::accessorsAndSizeCache()
 {
     ItemData item;
-    QCOMPARE(item.hashValue, 0U);
-    QCOMPARE(item.itemType, uint(ItemTypeNone));
-    QCOMPARE(item.createTime, 0ULL);
-    QVERIFY(item.text().isEmpty() && item.html().isEmpty() && item.remark().isEmpty());
-    QVERIFY(!item.hasWebTitle() && !item.hasOcrResult());
-    QVERIFY(item.image().isNull());
+    QVERIFY(item.text().isEmpty() && item.html().isEmpty() && item.remark().isEmpty() &&
+            item.urls().isEmpty());
+    QVERIFY(!item.hasWebTitle() && !item.hasOcrResult() && item.image().isNull());
+    item.dataMap = {{MIME_TEXT, QStringLiteral("\u00e9t\u00e9")}, {MIME_EXE_PATH, QStringLiteral("/bin/x")}};
+    QCOMPARE(item.dataSize(), 5 + 6);
 
     item.dataMap.insert(MIME_WEB_TITLE, QString());
     QVERIFY(!item.hasWebTitle());
@@ -277,60 +210,42 @@ void TestItemData::accessors()
     item.setRemark(QString());
     QVERIFY(item.dataMap.contains(MIME_REMARK));
     item.setRemark(QStringLiteral("note"));
+    item.addCustomId(20);
+    // The setters leave the first computation alone, on purpose.
+    QCOMPARE(item.dataSize(), 11);
+
     const ItemData loaded = reloaded(item);
     QVERIFY(loaded.hasWebTitle());
     QCOMPARE(loaded.webTitle(), QStringLiteral("\u6807\u9898"));
     QCOMPARE(loaded.html(), QStringLiteral("<b>x</b>"));
     QCOMPARE(loaded.remark(), QStringLiteral("note"));
+    // A reload counts the blob's byte arrays afresh.
+    QCOMPARE(loaded.dataSize(), 11 + 6 + 8 + 4 + 8);
 
     item.dataMap.insert(MIME_IMAGE_PNG, pngOf(Qt::red));
-    QCOMPARE(item.image().size(), QSize(8, 6));
-    QCOMPARE(item.image().pixelColor(0, 0), QColor(Qt::red));
+    QCOMPARE(item.image().pixelColor(7, 5), QColor(Qt::red));
     item.dataMap.insert(MIME_IMAGE_PNG, QByteArray("not a png"));
     QVERIFY(item.image().isNull());
-
-    const qulonglong before = qulonglong(QDateTime::currentMSecsSinceEpoch());
-    item.updateLastActiveTime();
-    QVERIFY(item.lastActiveTime >= before);
 }
 
-void TestItemData::dataSizeCache()
-{
-    ItemData item;
-    item.dataMap = {{MIME_TEXT, QStringLiteral("\u00e9t\u00e9")}, {MIME_EXE_PATH, QStringLiteral("/bin/x")}};
-    QCOMPARE(item.dataSize(), 5 + 6);
-    QCOMPARE(sizeOfDataMap(item.dataMap), 11);
-
-    // The setters leave the first computation in place, on purpose.
-    item.setRemark(QStringLiteral("a long remark"));
-    item.addCustomId(20);
-    QCOMPARE(item.dataSize(), 11);
-
-    // A reload computes afresh from the blob's byte arrays.
-    const ItemData loaded = reloaded(item);
-    QCOMPARE(loaded.dataSize(), 11 + 13 + 8);
-    item.setDataSize(-1);
-    QCOMPARE(item.dataSize(), 11 + 13 + 8);
-}
-
-void TestItemData::customIdRules()
+void TestItemData::tabRules()
 {
     ItemData item;
     QVERIFY(!item.removeCustomId(20));
     QVERIFY(!item.dataMap.contains(MIME_CUSTOM_ID));
-    QVERIFY(item.isAutoDelete({{20, false}}));
     QVERIFY(!item.removeCustomIds({{20, true}}));
+    QVERIFY(item.isAutoDelete({{20, false}}));
 
     item.addCustomId(20);
     item.addCustomId(21);
-    QSet<uint> stored;
-    QVERIFY(deserializeCustomIds(item.dataMap.value(MIME_CUSTOM_ID).toByteArray(), stored));
-    QCOMPARE(stored, QSet<uint>({20, 21}));
-
     const QByteArray entry = item.dataMap.value(MIME_CUSTOM_ID).toByteArray();
+    QSet<uint> stored;
+    QVERIFY(deserializeCustomIds(entry, stored));
+    QCOMPARE(stored, QSet<uint>({20, 21}));
     QVERIFY(!item.removeCustomId(30));
     QCOMPARE(item.dataMap.value(MIME_CUSTOM_ID).toByteArray(), entry);
 
+    // Only a tab known to the map with its flag off protects.
     QVERIFY(item.isAutoDelete({}));
     QVERIFY(item.isAutoDelete({{20, true}, {99, false}}));
     QVERIFY(!item.isAutoDelete({{20, true}, {21, false}}));
@@ -338,13 +253,10 @@ void TestItemData::customIdRules()
     // The answer is that of the last auto-delete tab tried.
     ItemData copy = item;
     QVERIFY(!copy.removeCustomIds({{20, true}, {21, false}, {30, true}}));
-    QCOMPARE(copy.customIds, QSet<uint>({21}));
+    QCOMPARE(copy.customIds, QSet<uint>{21});
     QVERIFY(copy.removeCustomIds({{21, true}}));
-    QVERIFY(copy.customIds.isEmpty());
     QVERIFY(deserializeCustomIds(copy.dataMap.value(MIME_CUSTOM_ID).toByteArray(), stored));
     QVERIFY(stored.isEmpty());
-    QVERIFY(!copy.removeCustomIds({}));
-    // The original shares nothing that the copy changed.
     QCOMPARE(item.customIds, QSet<uint>({20, 21}));
 }
 
@@ -352,22 +264,16 @@ void TestItemData::textHelpers()
 {
     QVERIFY(isUrl(QStringLiteral("https://example.org/a?b=c")));
     QVERIFY(isUrl(QStringLiteral("ftp://host.example/file")));
-    QVERIFY(!isUrl(QStringLiteral(" https://example.org")));
-    QVERIFY(!isUrl(QStringLiteral("https://example.org/a b")));
-    QVERIFY(!isUrl(QStringLiteral("mailto:x@example.org")));
-    QVERIFY(!isUrl(QStringLiteral("http://.x")));
-
+    for (const char *notUrl :
+         {" https://example.org", "https://example.org/a b", "mailto:x@y.org", "http://.x"})
+        QVERIFY2(!isUrl(QLatin1String(notUrl)), notUrl);
     QVERIFY(isNotBlank(QStringLiteral(" x ")));
     QVERIFY(!isNotBlank(QStringLiteral(" \t\n")));
-
     QCOMPARE(imageFormatOf(MIME_IMAGE_PNG), QStringLiteral("png"));
     QCOMPARE(imageFormatOf(QStringLiteral("image/")), QString());
-    QCOMPARE(imageFormatOf(QStringLiteral("text/plain")), QString());
 
     const QString random = randomString(64);
-    QCOMPARE(random.size(), 64);
-    QVERIFY(QRegularExpression(QStringLiteral("^[A-Z0-9]+$")).match(random).hasMatch());
-    QVERIFY(randomString(0).isEmpty());
+    QVERIFY(QRegularExpression(QStringLiteral("^[A-Z0-9]{64}$")).match(random).hasMatch());
 
     QByteArray png;
     QVERIFY(!pixmapToPng(QPixmap(), png));
