@@ -2,6 +2,7 @@
 #include "app/sqlmanager.h"
 #include "common/log.h"
 #include "common/mime.h"
+#include "gui/mainwindow.h"
 #include "item/itemcodec.h"
 
 #include "support/tempappfolder.h"
@@ -155,6 +156,7 @@ private slots:
     void duplicateInsertKeepsFirstRow();
     void damagedTabIdsLoadEmpty();
     void clearAllKeepsIconsAndTabs();
+    void attachFeedsWindowAndRelaysModel();
 
 private:
     std::unique_ptr<SqlManager> start(LoadReceiver &receiver, const QString &path = QString());
@@ -498,6 +500,34 @@ void TestSqlThread::clearAllKeepsIconsAndTabs()
     QCOMPARE(probe.column("SELECT hashValue FROM clipboard_history"), QVariantList{6});
     QCOMPARE(probe.count("icon_table"), 1);
     QCOMPARE(probe.count("tab_data_table"), 1);
+}
+
+void TestSqlThread::attachFeedsWindowAndRelaysModel()
+{
+    {
+        LoadReceiver receiver;
+        auto manager = start(receiver);
+        emit manager->insertIconSignal(66, QStringLiteral("/bin/editor"), pngBytes(6, Qt::red));
+        emit manager->insertSignal(makeItem(1, ItemTypeText, textMap("stored")));
+        flush(*manager);
+    }
+    MainWindow window;
+    ClipboardModel *model = window.clipboardModel();
+    SqlManager manager(dbPath());
+    manager.attach(&window);
+    QVERIFY(manager.initThread());
+    QVERIFY(manager.initThread()); // a second call adds no second set of connections
+    QTRY_COMPARE(model->rowCount(), 1);
+    QCOMPARE(model->items().at(0).hashValue, 1u);
+    QCOMPARE(model->getIcon(66).size(), QSize(6, 6));
+
+    // The model's own announcements reach the database through the manager.
+    model->addItem(makeItem(2, ItemTypeText, textMap("new")));
+    model->removeItem(1);
+    flush(manager);
+    DbProbe probe(dbPath());
+    QCOMPARE(probe.column("SELECT hashValue FROM clipboard_history"), QVariantList{2});
+    QCOMPARE(logText().count("fail to"), 0);
 }
 
 QTEST_MAIN(TestSqlThread)
