@@ -46,21 +46,15 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
 
-    void text();
-    void htmlOnly();
-    void singleUrlIsLink();
-    void urlWithLeadingSpaceIsText();
-    void blanksMakeNoItem();
-    void emptyTextMakesNoItem();
+    void textKinds_data();
+    void textKinds();
+    void noItem_data();
+    void noItem();
     void onlyExistingFilesKept();
-    void noExistingFileMakesNoItem();
     void image();
     void imageWithFilesIsImage();
-    void ownDataIgnored();
-    void markedSecretIgnored();
     void sizeLimit();
     void sameTextRefreshesOldItem();
-    void ownerPathIsRecorded();
     void forkedOwnerLeavesNoPath();
     void ownerExitAddsNothing();
 
@@ -206,62 +200,75 @@ QString TestCapture::writeFile(const QString &name, const QByteArray &content)
     return file.fileName();
 }
 
-void TestCapture::text()
+void TestCapture::textKinds_data()
 {
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("first capture ünïcode")}));
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("text") << QStringList{QStringLiteral("--text"), QStringLiteral("first capture ünïcode")}
+                          << uint(ItemTypeText) << QStringLiteral("first capture ünïcode");
+    QTest::newRow("html only") << QStringList{QStringLiteral("--html"),
+                                              QStringLiteral("<p>Only <b>rich</b> text</p>")}
+                               << uint(ItemTypeText) << QStringLiteral("Only rich text");
+    QTest::newRow("link") << QStringList{QStringLiteral("--text"),
+                                         QStringLiteral("https://example.org/capture")}
+                          << uint(ItemTypeLink) << QStringLiteral("https://example.org/capture");
+    QTest::newRow("link after a space")
+        << QStringList{QStringLiteral("--text"), QStringLiteral(" https://example.org/capture")}
+        << uint(ItemTypeText) << QStringLiteral(" https://example.org/capture");
+}
+
+void TestCapture::textKinds()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(uint, type);
+    QFETCH(QString, text);
+    QVERIFY(copy(arguments));
     const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeText));
-    QCOMPARE(item.text(), QStringLiteral("first capture ünïcode"));
+    QCOMPARE(item.itemType, type);
+    QCOMPARE(item.text(), text);
     QCOMPARE(item.createTime, item.lastActiveTime);
     QTRY_VERIFY(storedRow(item.hashValue).found);
     const StoredRow row = storedRow(item.hashValue);
-    QCOMPARE(row.itemType, uint(ItemTypeText));
+    QCOMPARE(row.itemType, type);
     QCOMPARE(row.createTime, item.createTime);
-    QCOMPARE(QString::fromUtf8(row.dataMap.value(MIME_TEXT).toByteArray()),
-             QStringLiteral("first capture ünïcode"));
+    QCOMPARE(QString::fromUtf8(row.dataMap.value(MIME_TEXT).toByteArray()), text);
+    QVERIFY(!row.dataMap.contains(MIME_HTML));
+    // Attributed to the process that owns the clipboard.
+    QCOMPARE(QString::fromUtf8(row.dataMap.value(MIME_EXE_PATH).toByteArray()), ownerPath);
 }
 
-void TestCapture::htmlOnly()
+void TestCapture::noItem_data()
 {
-    QVERIFY(copy({QStringLiteral("--html"), QStringLiteral("<p>Only <b>rich</b> text</p>")}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeText));
-    QCOMPARE(item.text(), QStringLiteral("Only rich text"));
-    QTRY_VERIFY(storedRow(item.hashValue).found);
-    QVERIFY(!storedRow(item.hashValue).dataMap.contains(MIME_HTML));
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("blanks") << QStringList{QStringLiteral("--text"), QStringLiteral("  \t \n ")}
+                            << QStringLiteral("only contains space");
+    QTest::newRow("empty text") << QStringList{QStringLiteral("--empty-text")}
+                                << QStringLiteral("clone data fail, ignore this copy");
+    QTest::newRow("no file exists") << QStringList{QStringLiteral("--urls"),
+                                                   folder.filePath(QStringLiteral("gone-a")) +
+                                                       QLatin1Char(',') +
+                                                       folder.filePath(QStringLiteral("gone-b"))}
+                                    << QStringLiteral("clone data fail, ignore this copy");
+    QTest::newRow("own data") << QStringList{QStringLiteral("--text"), QStringLiteral("written back by us"),
+                                             QStringLiteral("--data"), MIME_IGNORE + QStringLiteral("=1")}
+                              << QStringLiteral("ignore own data");
+    QTest::newRow("marked secret") << QStringList{QStringLiteral("--text"), QStringLiteral("hunter2"),
+                                                  QStringLiteral("--data"),
+                                                  QStringLiteral("x-kde-passwordManagerHint=secret")}
+                                   << QStringLiteral("ignore password manager secret");
 }
 
-void TestCapture::singleUrlIsLink()
+void TestCapture::noItem()
 {
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("https://example.org/capture")}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeLink));
-    QTRY_COMPARE(storedRow(item.hashValue).itemType, uint(ItemTypeLink));
-}
-
-void TestCapture::urlWithLeadingSpaceIsText()
-{
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral(" https://example.org/capture")}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeText));
-    QCOMPARE(item.text(), QStringLiteral(" https://example.org/capture"));
-}
-
-void TestCapture::blanksMakeNoItem()
-{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, logged);
     const int stored = storedCount();
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("  \t \n ")}));
-    QVERIFY(logShows(QStringLiteral("only contains space")));
-    QVERIFY(logShows(QStringLiteral("clone data fail, ignore this copy")));
+    QVERIFY(copy(arguments));
+    QVERIFY(logShows(logged));
     QCOMPARE(model()->rowCount(), rowsBefore);
     QCOMPARE(storedCount(), stored);
-}
-
-void TestCapture::emptyTextMakesNoItem()
-{
-    QVERIFY(copy({QStringLiteral("--empty-text")}));
-    QVERIFY(logShows(QStringLiteral("clone data fail, ignore this copy")));
-    QCOMPARE(model()->rowCount(), rowsBefore);
 }
 
 void TestCapture::onlyExistingFilesKept()
@@ -271,19 +278,9 @@ void TestCapture::onlyExistingFilesKept()
     QVERIFY(copy({QStringLiteral("--urls"), present + QLatin1Char(',') + missing}));
     const ItemData item = takeNewItem();
     QCOMPARE(item.itemType, uint(ItemTypeFile));
-    QCOMPARE(item.urls(), QList<QUrl>{QUrl::fromLocalFile(present)});
     QTRY_VERIFY(storedRow(item.hashValue).found);
     QCOMPARE(deserializeUrls(storedRow(item.hashValue).dataMap.value(MIME_URI_LIST).toByteArray()),
              QList<QUrl>{QUrl::fromLocalFile(present)});
-}
-
-void TestCapture::noExistingFileMakesNoItem()
-{
-    QVERIFY(copy({QStringLiteral("--urls"), folder.filePath(QStringLiteral("gone-a")) + QLatin1Char(',') +
-                                                folder.filePath(QStringLiteral("gone-b"))}));
-    QVERIFY(logShows(QStringLiteral("filenames ")));
-    QVERIFY(logShows(QStringLiteral("clone data fail, ignore this copy")));
-    QCOMPARE(model()->rowCount(), rowsBefore);
 }
 
 void TestCapture::image()
@@ -291,10 +288,8 @@ void TestCapture::image()
     QVERIFY(copy({QStringLiteral("--image"), QStringLiteral("64x48")}));
     const ItemData item = takeNewItem();
     QCOMPARE(item.itemType, uint(ItemTypeImage));
-    QVERIFY(!item.dataMap.contains(MIME_TEXT));
     QTRY_VERIFY(storedRow(item.hashValue).found);
     const QByteArray png = storedRow(item.hashValue).dataMap.value(MIME_IMAGE_PNG).toByteArray();
-    QVERIFY(png.startsWith("\x89PNG"));
     QCOMPARE(QImage::fromData(png, "PNG").size(), QSize(64, 48));
 }
 
@@ -305,22 +300,6 @@ void TestCapture::imageWithFilesIsImage()
     const ItemData item = takeNewItem();
     QCOMPARE(item.itemType, uint(ItemTypeImage));
     QVERIFY(!item.dataMap.contains(MIME_URI_LIST));
-}
-
-void TestCapture::ownDataIgnored()
-{
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("written back by us"), QStringLiteral("--data"),
-                  MIME_IGNORE + QStringLiteral("=1")}));
-    QVERIFY(logShows(QStringLiteral("ignore own data")));
-    QCOMPARE(model()->rowCount(), rowsBefore);
-}
-
-void TestCapture::markedSecretIgnored()
-{
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("hunter2"), QStringLiteral("--data"),
-                  QStringLiteral("x-kde-passwordManagerHint=secret")}));
-    QVERIFY(logShows(QStringLiteral("ignore password manager secret")));
-    QCOMPARE(model()->rowCount(), rowsBefore);
 }
 
 void TestCapture::sizeLimit()
@@ -376,16 +355,6 @@ void TestCapture::sameTextRefreshesOldItem()
     QTRY_COMPARE(storedRow(first.hashValue).createTime, current().createTime);
     QCOMPARE(storedRow(first.hashValue).lastActiveTime, current().createTime);
     QCOMPARE(storedCount(), stored + 1);
-}
-
-void TestCapture::ownerPathIsRecorded()
-{
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("who copied this")}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.dataMap.value(MIME_EXE_PATH).toString(), ownerPath);
-    QTRY_VERIFY(storedRow(item.hashValue).found);
-    QCOMPARE(QString::fromUtf8(storedRow(item.hashValue).dataMap.value(MIME_EXE_PATH).toByteArray()),
-             ownerPath);
 }
 
 void TestCapture::forkedOwnerLeavesNoPath()

@@ -1,7 +1,6 @@
 // The rules that turn clipboard formats into an item's data map, on
 // hand-made data: no clipboard, no other process.
 
-#include <QBuffer>
 #include <QFile>
 #include <QMimeData>
 #include <QPixmap>
@@ -14,36 +13,57 @@
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
 
+namespace {
+
+struct Clone
+{
+    bool ok = false;
+    uint type = 0;
+    QVariantMap map;
+    QImage image;
+};
+
+Clone clone(const QMimeData *data, QVariantMap map = QVariantMap())
+{
+    Clone result;
+    result.map = map;
+    result.ok = cloneData(data, result.map, result.type, result.image);
+    return result;
+}
+
+QImage pattern(int width, int height)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image.setPixel(x, y, qRgb(x * 7, y * 5, (x + y) & 0xFF));
+    return image;
+}
+
+} // namespace
+
 class TestCloneData : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-
-    void textWinsOverHtml();
-    void htmlOnlyGivesItsPlainText();
-    void blankTextMakesNothing();
-    void linkNeedsTheBareAddress_data();
-    void linkNeedsTheBareAddress();
-
+    void textStage_data();
+    void textStage();
     void keepsOnlyExistingFiles();
-    void noExistingFileFallsBackToText();
-    void noExistingFileAndNoTextMakesNothing();
-    void textThatOnlyNamesGoneFiles_data();
-    void textThatOnlyNamesGoneFiles();
-
+    void webUrlsLeaveItToTheText();
+    void goneFiles_data();
+    void goneFiles();
     void imageIsStoredAsPng();
     void pixmapIsConvertedToo();
     void imageBeatsFilesAndText();
     void nullImageFallsThrough();
-
     void keepsWhatTheMapAlreadyHolds();
     void noDataMakesNothing();
 
 private:
     QString makeFile(const QString &name);
-    static QImage pattern(int width, int height);
+    QUrl goneUrl(const QString &name) const { return QUrl::fromLocalFile(dir.filePath(name)); }
 
     QTemporaryDir dir;
 };
@@ -63,80 +83,51 @@ QString TestCloneData::makeFile(const QString &name)
     return file.fileName();
 }
 
-QImage TestCloneData::pattern(int width, int height)
+void TestCloneData::textStage_data()
 {
-    QImage image(width, height, QImage::Format_RGB32);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            image.setPixel(x, y, qRgb(x * 7, y * 5, (x + y) & 0xFF));
-    return image;
-}
-
-void TestCloneData::textWinsOverHtml()
-{
-    QMimeData data;
-    data.setText(QStringLiteral("plain words"));
-    data.setHtml(QStringLiteral("<b>rich words</b>"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeText));
-    QCOMPARE(map.value(MIME_TEXT).toString(), QStringLiteral("plain words"));
-    QVERIFY(!map.contains(MIME_HTML));
-    QVERIFY(image.isNull());
-}
-
-void TestCloneData::htmlOnlyGivesItsPlainText()
-{
-    QMimeData data;
-    data.setHtml(QStringLiteral("<html><body><p>Hello <i>there</i></p></body></html>"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeText));
-    QCOMPARE(map.value(MIME_TEXT).toString(), QStringLiteral("Hello there"));
-    QVERIFY(!map.contains(MIME_HTML));
-}
-
-void TestCloneData::blankTextMakesNothing()
-{
-    QMimeData data;
-    data.setText(QStringLiteral(" \t\n  \r\n"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(!cloneData(&data, map, type, image));
-    QCOMPARE(type, 0u);
-    QVERIFY(map.isEmpty());
-}
-
-void TestCloneData::linkNeedsTheBareAddress_data()
-{
-    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("text"); // null: no text format
+    QTest::addColumn<QString>("html");
     QTest::addColumn<uint>("type");
-    QTest::newRow("web address") << QStringLiteral("https://example.org/a?b=c") << uint(ItemTypeLink);
-    QTest::newRow("ftp") << QStringLiteral("ftp://files.example.org/x") << uint(ItemTypeLink);
-    QTest::newRow("leading space") << QStringLiteral(" https://example.org/") << uint(ItemTypeText);
-    QTest::newRow("trailing space") << QStringLiteral("https://example.org/ ") << uint(ItemTypeText);
-    QTest::newRow("two addresses") << QStringLiteral("https://a.example https://b.example")
-                                   << uint(ItemTypeText);
-    QTest::newRow("no scheme") << QStringLiteral("example.org") << uint(ItemTypeText);
+    QTest::addColumn<QString>("stored");
+    const QString none;
+    QTest::newRow("text wins over html")
+        << QStringLiteral("plain words") << QStringLiteral("<b>rich words</b>") << uint(ItemTypeText)
+        << QStringLiteral("plain words");
+    QTest::newRow("html only") << none
+                               << QStringLiteral("<html><body><p>Hello <i>there</i></p></body></html>")
+                               << uint(ItemTypeText) << QStringLiteral("Hello there");
+    QTest::newRow("blanks") << QStringLiteral(" \t\n  \r\n") << none << 0u << none;
+    QTest::newRow("blank html") << none << QStringLiteral("<p>   </p>") << 0u << none;
+    QTest::newRow("web address") << QStringLiteral("https://example.org/a?b=c") << none << uint(ItemTypeLink)
+                                 << QStringLiteral("https://example.org/a?b=c");
+    QTest::newRow("ftp") << QStringLiteral("ftp://files.example.org/x") << none << uint(ItemTypeLink)
+                         << QStringLiteral("ftp://files.example.org/x");
+    QTest::newRow("leading space") << QStringLiteral(" https://example.org/") << none << uint(ItemTypeText)
+                                   << QStringLiteral(" https://example.org/");
+    QTest::newRow("two addresses") << QStringLiteral("https://a.example https://b.example") << none
+                                   << uint(ItemTypeText)
+                                   << QStringLiteral("https://a.example https://b.example");
+    QTest::newRow("no scheme") << QStringLiteral("example.org") << none << uint(ItemTypeText)
+                               << QStringLiteral("example.org");
 }
 
-void TestCloneData::linkNeedsTheBareAddress()
+void TestCloneData::textStage()
 {
     QFETCH(QString, text);
+    QFETCH(QString, html);
     QFETCH(uint, type);
+    QFETCH(QString, stored);
     QMimeData data;
-    data.setText(text);
-    QVariantMap map;
-    uint itemType = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, itemType, image));
-    QCOMPARE(itemType, type);
-    QCOMPARE(map.value(MIME_TEXT).toString(), text);
+    if (!text.isNull())
+        data.setText(text);
+    if (!html.isNull())
+        data.setHtml(html);
+    const Clone result = clone(&data);
+    QCOMPARE(result.ok, type != 0);
+    QCOMPARE(result.type, type);
+    QCOMPARE(result.map.value(MIME_TEXT).toString(), stored);
+    QVERIFY(!result.map.contains(MIME_HTML));
+    QVERIFY(result.image.isNull());
 }
 
 void TestCloneData::keepsOnlyExistingFiles()
@@ -144,52 +135,35 @@ void TestCloneData::keepsOnlyExistingFiles()
     const QString first = makeFile(QStringLiteral("first file.txt"));
     const QString second = makeFile(QStringLiteral("second.txt"));
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(first), QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone.txt"))),
+    data.setUrls({QUrl::fromLocalFile(first), goneUrl(QStringLiteral("gone.txt")),
                   QUrl(QStringLiteral("https://example.org/")), QUrl::fromLocalFile(second)});
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeFile));
-    const QList<QUrl> kept = deserializeUrls(map.value(MIME_URI_LIST).toByteArray());
-    QCOMPARE(kept, (QList<QUrl>{QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)}));
-    // The text a file manager puts beside the list is not kept.
-    QVERIFY(!map.contains(MIME_TEXT));
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeFile));
+    QCOMPARE(deserializeUrls(result.map.value(MIME_URI_LIST).toByteArray()),
+             (QList<QUrl>{QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)}));
+    // Qt reads the list as text as well; that text is not kept.
+    QVERIFY(!result.map.contains(MIME_TEXT));
 }
 
-void TestCloneData::noExistingFileFallsBackToText()
+void TestCloneData::webUrlsLeaveItToTheText()
 {
-    // What a browser offers for a copied link: a URL list and the same text.
     QMimeData data;
     data.setUrls({QUrl(QStringLiteral("https://example.org/page"))});
+    QVERIFY(!clone(&data).ok);
+    // What a browser offers for a copied link: the list and the same text.
     data.setText(QStringLiteral("https://example.org/page"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeLink));
-    QVERIFY(!map.contains(MIME_URI_LIST));
-    QCOMPARE(map.value(MIME_TEXT).toString(), QStringLiteral("https://example.org/page"));
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeLink));
+    QVERIFY(!result.map.contains(MIME_URI_LIST));
 }
 
-void TestCloneData::noExistingFileAndNoTextMakesNothing()
+void TestCloneData::goneFiles_data()
 {
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(dir.filePath(QStringLiteral("missing-a"))),
-                  QUrl::fromLocalFile(dir.filePath(QStringLiteral("missing-b")))});
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(!cloneData(&data, map, type, image));
-    QVERIFY(map.isEmpty());
-}
-
-void TestCloneData::textThatOnlyNamesGoneFiles_data()
-{
-    const QUrl a = QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone a.txt")));
-    const QUrl b = QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone-b.txt")));
-    QTest::addColumn<QString>("text");
+    const QUrl a = goneUrl(QStringLiteral("gone a.txt"));
+    const QUrl b = goneUrl(QStringLiteral("gone-b.txt"));
+    QTest::addColumn<QString>("text"); // null: no text format
     QTest::addColumn<uint>("type");
+    QTest::newRow("no text") << QString() << 0u;
     QTest::newRow("urls") << a.toString() + QLatin1Char('\n') + b.toString() + QLatin1Char('\n') << 0u;
     QTest::newRow("encoded urls") << a.toString(QUrl::FullyEncoded) + QStringLiteral("\r\n") + b.toString()
                                   << 0u;
@@ -198,21 +172,19 @@ void TestCloneData::textThatOnlyNamesGoneFiles_data()
     QTest::newRow("a path and more") << a.toLocalFile() + QStringLiteral("\nand more") << uint(ItemTypeText);
 }
 
-void TestCloneData::textThatOnlyNamesGoneFiles()
+void TestCloneData::goneFiles()
 {
-    // X programs offer a copied file list again as text.
     QFETCH(QString, text);
     QFETCH(uint, type);
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone a.txt"))),
-                  QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone-b.txt")))});
-    data.setText(text);
-    QVariantMap map;
-    uint itemType = 0;
-    QImage image;
-    QCOMPARE(cloneData(&data, map, itemType, image), type != 0);
-    QCOMPARE(itemType, type);
-    QCOMPARE(map.contains(MIME_TEXT), type != 0);
+    data.setUrls({goneUrl(QStringLiteral("gone a.txt")), goneUrl(QStringLiteral("gone-b.txt"))});
+    if (!text.isNull())
+        data.setText(text);
+    const Clone result = clone(&data);
+    QCOMPARE(result.ok, type != 0);
+    QCOMPARE(result.type, type);
+    QVERIFY(!result.map.contains(MIME_URI_LIST));
+    QCOMPARE(result.map.contains(MIME_TEXT), type != 0);
 }
 
 void TestCloneData::imageIsStoredAsPng()
@@ -220,45 +192,34 @@ void TestCloneData::imageIsStoredAsPng()
     const QImage source = pattern(40, 30);
     QMimeData data;
     data.setImageData(source);
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeImage));
-    const QByteArray png = map.value(MIME_IMAGE_PNG).toByteArray();
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeImage));
+    const QByteArray png = result.map.value(MIME_IMAGE_PNG).toByteArray();
     QVERIFY(png.startsWith("\x89PNG"));
-    const QImage decoded = QImage::fromData(png, "PNG");
-    QCOMPARE(decoded.convertToFormat(QImage::Format_RGB32), source);
-    QCOMPARE(image, source);
+    QCOMPARE(QImage::fromData(png, "PNG").convertToFormat(QImage::Format_RGB32), source);
+    QCOMPARE(result.image, source);
 }
 
 void TestCloneData::pixmapIsConvertedToo()
 {
     QMimeData data;
     data.setImageData(QPixmap::fromImage(pattern(16, 12)));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeImage));
-    QCOMPARE(image.size(), QSize(16, 12));
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeImage));
+    QCOMPARE(result.image.size(), QSize(16, 12));
 }
 
 void TestCloneData::imageBeatsFilesAndText()
 {
-    const QString file = makeFile(QStringLiteral("picture.png"));
     QMimeData data;
     data.setImageData(pattern(8, 8));
-    data.setUrls({QUrl::fromLocalFile(file)});
+    data.setUrls({QUrl::fromLocalFile(makeFile(QStringLiteral("picture.png")))});
     data.setText(QStringLiteral("https://example.org/"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeImage));
-    QVERIFY(map.contains(MIME_IMAGE_PNG));
-    QVERIFY(!map.contains(MIME_URI_LIST));
-    QVERIFY(!map.contains(MIME_TEXT));
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeImage));
+    QVERIFY(result.map.contains(MIME_IMAGE_PNG));
+    QVERIFY(!result.map.contains(MIME_URI_LIST));
+    QVERIFY(!result.map.contains(MIME_TEXT));
 }
 
 void TestCloneData::nullImageFallsThrough()
@@ -266,37 +227,29 @@ void TestCloneData::nullImageFallsThrough()
     QMimeData data;
     data.setImageData(QImage());
     data.setText(QStringLiteral("still text"));
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(type, uint(ItemTypeText));
-    QVERIFY(!map.contains(MIME_IMAGE_PNG));
-    QVERIFY(image.isNull());
+    const Clone result = clone(&data);
+    QCOMPARE(result.type, uint(ItemTypeText));
+    QVERIFY(!result.map.contains(MIME_IMAGE_PNG));
+    QVERIFY(result.image.isNull());
 }
 
 void TestCloneData::keepsWhatTheMapAlreadyHolds()
 {
     QMimeData data;
     data.setText(QStringLiteral("words"));
-    QVariantMap map{{MIME_EXE_PATH, QStringLiteral("/usr/bin/editor")}};
-    uint type = 0;
-    QImage image;
-    QVERIFY(cloneData(&data, map, type, image));
-    QCOMPARE(map.value(MIME_EXE_PATH).toString(), QStringLiteral("/usr/bin/editor"));
-    QCOMPARE(map.size(), 2);
+    const Clone result = clone(&data, {{MIME_EXE_PATH, QStringLiteral("/usr/bin/editor")}});
+    QCOMPARE(result.map.value(MIME_EXE_PATH).toString(), QStringLiteral("/usr/bin/editor"));
+    QCOMPARE(result.map.size(), 2);
 }
 
 void TestCloneData::noDataMakesNothing()
 {
-    QVariantMap map;
-    uint type = 0;
-    QImage image;
-    QVERIFY(!cloneData(nullptr, map, type, image));
-    QMimeData empty;
-    empty.setData(QStringLiteral("application/x-unknown"), "bytes");
-    QVERIFY(!cloneData(&empty, map, type, image));
-    QVERIFY(map.isEmpty());
+    QVERIFY(!clone(nullptr).ok);
+    QMimeData unknown;
+    unknown.setData(QStringLiteral("application/x-unknown"), "bytes");
+    const Clone result = clone(&unknown);
+    QVERIFY(!result.ok);
+    QVERIFY(result.map.isEmpty());
 }
 
 QTEST_MAIN(TestCloneData)
