@@ -185,7 +185,8 @@ void SqlThread::loadIconData()
             icon.iconHashValue = query.value(0).toUInt();
             icon.path = query.value(1).toString();
             // A blob that is no PNG leaves a null pixmap; the row keeps its hash and path.
-            icon.pixmap.loadFromData(query.value(2).toByteArray(), "PNG");
+            if (!icon.pixmap.loadFromData(query.value(2).toByteArray(), "PNG"))
+                LOG_WARNING(QStringLiteral("icon of hashValue %1 is no PNG").arg(icon.iconHashValue));
             icons.append(std::move(icon));
         }
     }
