@@ -1,12 +1,12 @@
 #include "app/metatypes.h"
 
-#include "common/autodeleteitem.h"
-#include "item/itemdata.h"
-#include "item/ocrresult.h"
-
 #include <QList>
 #include <QMetaType>
 #include <QVariantMap>
+
+#include "common/autodeleteitem.h"
+#include "item/itemdata.h"
+#include "item/ocrresult.h"
 
 void registerMetaTypes()
 {

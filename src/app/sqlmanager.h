@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/sqlthread.h"
-
 #include <QObject>
+
+#include "app/sqlthread.h"
 
 class MainWindow;
 

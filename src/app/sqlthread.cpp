@@ -1,10 +1,5 @@
 #include "app/sqlthread.h"
 
-#include "common/costtimer.h"
-#include "common/log.h"
-#include "common/mime.h"
-#include "item/itemcodec.h"
-
 #include <initializer_list>
 #include <utility>
 
@@ -12,6 +7,11 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
+
+#include "common/costtimer.h"
+#include "common/log.h"
+#include "common/mime.h"
+#include "item/itemcodec.h"
 
 namespace {
 const QString kHistoryTable = QStringLiteral("clipboard_history");

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "item/itemdata.h"
-
 #include <QList>
 #include <QThread>
 #include <QVariantMap>
+
+#include "item/itemdata.h"
 
 // The database worker. It is moved onto itself, opens the SQLite file,
 // creates missing tables, loads everything once, and then runs the writes

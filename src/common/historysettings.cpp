@@ -1,9 +1,9 @@
 #include "common/historysettings.h"
 
-#include "common/setting.h"
-
 #include <QSettings>
 #include <QVariant>
+
+#include "common/setting.h"
 
 namespace HistorySettings {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "common/autodeleteitem.h"
-
 #include <QKeySequence>
 #include <QString>
 #include <QtGlobal>
+
+#include "common/autodeleteitem.h"
 
 class QSettings;
 

@@ -1,12 +1,3 @@
-#include "app/metatypes.h"
-#include "app/sqlmanager.h"
-#include "common/log.h"
-#include "common/mime.h"
-#include "gui/mainwindow.h"
-#include "item/itemcodec.h"
-
-#include "support/tempappfolder.h"
-
 #include <atomic>
 #include <memory>
 
@@ -17,6 +8,14 @@
 #include <QSqlQuery>
 #include <QStandardPaths>
 #include <QTest>
+
+#include "app/metatypes.h"
+#include "app/sqlmanager.h"
+#include "common/log.h"
+#include "common/mime.h"
+#include "gui/mainwindow.h"
+#include "item/itemcodec.h"
+#include "support/tempappfolder.h"
 
 namespace {
 // Collects the three load results on the test thread, queued as in the program.

@@ -1,15 +1,14 @@
-#include "app/metatypes.h"
-#include "common/autodeleteitem.h"
-#include "common/historysettings.h"
-#include "common/setting.h"
-
-#include "support/tempappfolder.h"
-
 #include <QFile>
 #include <QKeySequence>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
+
+#include "app/metatypes.h"
+#include "common/autodeleteitem.h"
+#include "common/historysettings.h"
+#include "common/setting.h"
+#include "support/tempappfolder.h"
 
 namespace {
 QString iniPath(const TempAppFolder &folder)
