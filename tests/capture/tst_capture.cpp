@@ -3,6 +3,7 @@
 // reaches the model and the SQLite file.
 
 #include <QClipboard>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
@@ -56,13 +57,15 @@ private slots:
     void sizeLimit();
     void sameTextRefreshesOldItem();
     void forkedOwnerLeavesNoPath();
+    void terminalCopyCreditedToGitBash();
     void ownerExitAddsNothing();
 
     void windowSizeIsStored();
 
 private:
     // Starts a clipboard owner and waits until it holds the clipboard.
-    bool copy(const QStringList &arguments);
+    bool copy(const QStringList &arguments, const QString &program = QStringLiteral(CLIPOWNER_PATH));
+    QString copyProgram(const QString &from, const QString &folderName);
     // Waits for the item that the last copy adds and returns it.
     ItemData takeNewItem();
     // Waits until the log has this text after the mark.
@@ -119,14 +122,14 @@ void TestCapture::cleanupTestCase()
     // The database front lives to the end of the process, as in the program.
 }
 
-bool TestCapture::copy(const QStringList &arguments)
+bool TestCapture::copy(const QStringList &arguments, const QString &program)
 {
     rowsBefore = model()->rowCount();
     markLog();
     auto *owner = new QProcess(this);
     owners.append(owner);
     owner->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    owner->start(QStringLiteral(CLIPOWNER_PATH), arguments);
+    owner->start(program, arguments);
     QByteArray output;
     [&] {
         QTRY_VERIFY_WITH_TIMEOUT((output += owner->readAllStandardOutput()).contains("ready") ||
@@ -355,6 +358,32 @@ void TestCapture::sameTextRefreshesOldItem()
     QTRY_COMPARE(storedRow(first.hashValue).createTime, current().createTime);
     QCOMPARE(storedRow(first.hashValue).lastActiveTime, current().createTime);
     QCOMPARE(storedCount(), stored + 1);
+}
+
+QString TestCapture::copyProgram(const QString &from, const QString &folderName)
+{
+    const QString target = folder.filePath(folderName + QLatin1Char('/') + QFileInfo(from).fileName());
+    if (!QDir().mkpath(folder.filePath(folderName)) || !QFile::copy(from, target))
+        return QString();
+    return QFileInfo(target).canonicalFilePath();
+}
+
+void TestCapture::terminalCopyCreditedToGitBash()
+{
+    // Only the path matters: a copy of the owner in a "mintty" folder, and a
+    // shell in a "git-bash" folder that starts it as a child.
+    const QString terminal = copyProgram(QStringLiteral(CLIPOWNER_PATH), QStringLiteral("mintty"));
+    const QString gitBash = copyProgram(QStringLiteral("/bin/sh"), QStringLiteral("git-bash"));
+    QVERIFY(!terminal.isEmpty() && !gitBash.isEmpty());
+
+    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("terminal on its own")}, terminal));
+    QCOMPARE(takeNewItem().dataMap.value(MIME_EXE_PATH).toString(), terminal);
+
+    // The trailing ":" keeps the shell from replacing itself with the owner.
+    QVERIFY(copy({QStringLiteral("-c"), QStringLiteral("\"$0\" \"$@\"; :"), terminal,
+                  QStringLiteral("--text"), QStringLiteral("terminal under git-bash")},
+                 gitBash));
+    QCOMPARE(takeNewItem().dataMap.value(MIME_EXE_PATH).toString(), gitBash);
 }
 
 void TestCapture::forkedOwnerLeavesNoPath()
