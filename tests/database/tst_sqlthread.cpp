@@ -141,6 +141,7 @@ private slots:
     void firstStartCreatesEverything();
     void existingTablesKeptMissingOneAdded();
     void unopenableDatabaseEndsThreadSilently();
+    void failedCreateLeavesLaterTables();
     void writtenRecordsReload();
     void writesRunInEmissionOrder();
     void damagedBlobsLoadWhatIsReadable();
@@ -270,6 +271,23 @@ void TestSqlThread::unopenableDatabaseEndsThreadSilently()
     QVERIFY(!logText().contains("sql thread finish"));
 
     emit manager->insertSignal(makeItem(1, ItemTypeText, textMap("lost")));
+    QCoreApplication::processEvents();
+    QVERIFY(receiver.order.isEmpty());
+}
+
+void TestSqlThread::failedCreateLeavesLaterTables()
+{
+    {
+        // A view is no table to the check, so creating the icon table collides with it.
+        DbProbe probe(dbPath());
+        QVERIFY(probe.exec("CREATE VIEW icon_table AS SELECT 1 AS iconHashValue"));
+    }
+    LoadReceiver receiver;
+    auto manager = start(receiver);
+    QTRY_VERIFY(manager->worker()->isFinished());
+    QVERIFY(logText().contains("fail to create icon table "));
+    QCOMPARE(DbProbe(dbPath()).column("SELECT name FROM sqlite_master WHERE type = 'table'"),
+             QVariantList{"clipboard_history"});
     QCoreApplication::processEvents();
     QVERIFY(receiver.order.isEmpty());
 }
