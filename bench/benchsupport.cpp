@@ -41,7 +41,7 @@ QString benchText(int serial, int size)
     static const QString words[] = {QStringLiteral("clipboard "), QStringLiteral("history "),
                                     QStringLiteral("search "), QStringLiteral("paste "),
                                     QStringLiteral("window "), QStringLiteral("quick ")};
-    QRandomGenerator rng(uint(serial));
+    QRandomGenerator rng{quint32(serial)};
     while (text.size() < size)
         text += words[rng.bounded(6)];
     text.truncate(size);
