@@ -1,5 +1,6 @@
 #include "app/app.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include <QCoreApplication>
@@ -44,9 +45,15 @@ void App::exit(int exitCode)
     if (closed)
         return;
     if (!started)
-        std::exit(exitCode);
+        endProcess(exitCode);
 
     this->exitCode = exitCode;
     closed = true;
     QCoreApplication::exit(exitCode);
+}
+
+void App::endProcess(int exitCode)
+{
+    std::fflush(nullptr);
+    std::_Exit(exitCode);
 }

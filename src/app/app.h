@@ -14,6 +14,10 @@ public:
     virtual void exit(int exitCode);
     int exec();
 
+    // Ends the process at once. No static destructor runs: the worker
+    // threads are never stopped and may still be busy.
+    [[noreturn]] static void endProcess(int exitCode);
+
 protected:
     QCoreApplication *application;
     int exitCode = 0;

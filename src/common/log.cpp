@@ -1,22 +1,33 @@
 #include "common/log.h"
 
-#include "common/exceptionqtfatal.h"
-#include "common/processflags.h"
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 
 #include <QDateTime>
 #include <QFile>
 #include <QMutex>
 #include <QMutexLocker>
 
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
+#include "common/exceptionqtfatal.h"
+#include "common/processflags.h"
 
 int logLevel = LogDebug;
 
 namespace {
-QString logFileName;
-QMutex logMutex;
+// Never destroyed: the worker threads are not stopped at exit and may still
+// log while static objects are being torn down.
+QString &logFileName()
+{
+    static auto *name = new QString;
+    return *name;
+}
+
+QMutex &logMutex()
+{
+    static auto *mutex = new QMutex;
+    return *mutex;
+}
 
 constexpr qint64 kMaxLogSize = 0x1000000; // 16 MiB
 
@@ -60,11 +71,11 @@ std::terminate_handler previousTerminate = nullptr;
 
 void writeLog(const QByteArray &bytes)
 {
-    QMutexLocker locker(&logMutex);
-    if (logFileName.isEmpty())
+    QMutexLocker locker(&logMutex());
+    if (logFileName().isEmpty())
         return;
     // Opened and closed per line, so every finished line is on disk at once.
-    QFile file(logFileName);
+    QFile file(logFileName());
     if (!file.open(QIODevice::Append))
         return;
     file.write(bytes);
@@ -75,17 +86,17 @@ void writeLog(const QByteArray &bytes)
 void initLog(int level, const QString &directory)
 {
     logLevel = level;
-    QMutexLocker locker(&logMutex);
-    logFileName = directory + QStringLiteral("/vorlik.log");
-    QFile file(logFileName);
+    QMutexLocker locker(&logMutex());
+    logFileName() = directory + QStringLiteral("/vorlik.log");
+    QFile file(logFileName());
     if (file.size() > kMaxLogSize && file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         file.close();
 }
 
 QString logFilePath()
 {
-    QMutexLocker locker(&logMutex);
-    return logFileName;
+    QMutexLocker locker(&logMutex());
+    return logFileName();
 }
 
 QString logMessage(int level, const char *file, int line, const char *function, const QString &text)

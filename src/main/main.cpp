@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QString>
 
+#include "app/app.h"
 #include "common/log.h"
 #include "common/processflags.h"
 #include "main/startapplication.h"
@@ -23,8 +24,9 @@ int main(int argc, char *argv[])
             isSchTask = true;
     }
 
+    int exitCode = 0;
     try {
-        return startApplication(argc, argv);
+        exitCode = startApplication(argc, argv);
     } catch (const std::exception &e) {
         logException(QString::fromUtf8(e.what()));
         throw;
@@ -32,4 +34,6 @@ int main(int argc, char *argv[])
         logException();
         throw;
     }
+    // Static objects are left alone: the worker threads still run.
+    App::endProcess(exitCode);
 }

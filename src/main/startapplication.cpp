@@ -1,7 +1,5 @@
 #include "main/startapplication.h"
 
-#include <cstdlib>
-
 #include <QApplication>
 #include <QDir>
 #include <QFont>
@@ -61,7 +59,7 @@ QApplication *createGuiApplication(int &argc, char **argv)
         return application;
 
     LOG_WARNING(QStringLiteral("fail to lock file"));
-    std::exit(0);
+    App::endProcess(0);
 }
 
 int startApplication(int &argc, char **argv)
@@ -94,9 +92,10 @@ int startApplication(int &argc, char **argv)
     LOG_INFO(QStringLiteral("start exec app pid %1").arg(applicationPid));
     const int exitCode = clipBoardManager->exec();
 
-    // Windows first, then the application object; the database thread is
-    // left running and ends with the process.
-    delete clipBoardManager;
-    clipBoardManager = nullptr;
+    // The database thread is never stopped and may still be inside its
+    // connection, which the application object's clean-up would close under
+    // it. So nothing is torn down: the process ends with everything in place,
+    // only the lock is handed back so that no stale file stays behind.
+    lockFile->unlock();
     return exitCode;
 }
