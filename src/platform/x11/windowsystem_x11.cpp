@@ -71,10 +71,10 @@ ProcessId windowProcessId(WindowHandle window)
     // client created the window.
     xcb_res_query_client_ids_cookie_t idsCookie{};
     if (x->hasClientIds()) {
-        xcb_res_client_id_spec_t spec;
-        spec.client = xid;
-        spec.mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID;
-        idsCookie = xcb_res_query_client_ids(conn, 1, &spec);
+        xcb_res_client_id_spec_t query;
+        query.client = xid;
+        query.mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID;
+        idsCookie = xcb_res_query_client_ids(conn, 1, &query);
     }
     xcb_get_property_cookie_t pidCookie{};
     if (x->wmPidAtom() != XCB_ATOM_NONE)
