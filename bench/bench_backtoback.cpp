@@ -6,6 +6,7 @@
 #include "gui/mainwindow.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QElapsedTimer>
 #include <QProcess>
 
@@ -58,7 +59,8 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    // xclip keeps serving the last text until someone else takes the clipboard.
-    QProcess::execute(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("pkill -x xclip || true")});
+    // The last xclip serves its text until someone else takes the clipboard.
+    QGuiApplication::clipboard()->setText(QString());
+    QCoreApplication::processEvents();
     return 0;
 }
