@@ -1,8 +1,8 @@
 #include "common/costtimer.h"
 
-#include "common/log.h"
-
 #include <utility>
+
+#include "common/log.h"
 
 CostTimer::CostTimer(const char *file, int line, const char *function, int level, QString name)
     : file(file), startLine(line), function(function), level(level), name(std::move(name))

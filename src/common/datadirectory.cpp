@@ -1,12 +1,12 @@
 #include "common/datadirectory.h"
 
-#include "platform/processinfo.h"
-
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+
+#include "platform/processinfo.h"
 
 namespace {
 struct DataDirectoryChoice

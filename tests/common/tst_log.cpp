@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>

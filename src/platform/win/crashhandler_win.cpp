@@ -1,9 +1,9 @@
 #include "platform/crashhandler.h"
 
-#include <QDir>
-
 #include <algorithm>
 #include <cwchar>
+
+#include <QDir>
 
 #include <windows.h>
 

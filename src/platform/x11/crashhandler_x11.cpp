@@ -1,7 +1,5 @@
 #include "platform/crashhandler.h"
 
-#include <QFile>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -12,6 +10,8 @@
 #include <fcntl.h>
 #include <sys/time.h>
 #include <unistd.h>
+
+#include <QFile>
 
 // Everything the signal handler touches is prepared here beforehand: inside
 // the handler only async-signal-safe calls and these fixed buffers are used.

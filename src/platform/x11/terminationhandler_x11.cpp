@@ -1,12 +1,12 @@
 #include "platform/terminationhandler.h"
 
-#include <QObject>
-#include <QSocketNotifier>
-
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <QObject>
+#include <QSocketNotifier>
 
 namespace {
 constexpr int kTerminationSignals[] = {SIGTERM, SIGINT, SIGHUP};
