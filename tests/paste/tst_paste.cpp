@@ -2,9 +2,11 @@
 // processes own the clipboard or receive the paste; this one runs the
 // capture window and the writer.
 
+#include <cstdlib>
 #include <memory>
 
 #include <QBuffer>
+#include <QScopeGuard>
 #include <QClipboard>
 #include <QDir>
 #include <QFile>
@@ -28,7 +30,11 @@
 #include "item/itemcodec.h"
 #include "platform/input.h"
 #include "platform/windowicon.h"
+#include "platform/x11/xconnection.h"
 #include "support/tempappfolder.h"
+
+#include <xcb/xcb_keysyms.h>
+#include <xcb/xtest.h>
 
 namespace {
 
@@ -57,6 +63,17 @@ ItemData fileItem(const QList<QUrl> &urls)
     return item;
 }
 
+using KeySymbols = std::unique_ptr<xcb_key_symbols_t, decltype(&xcb_key_symbols_free)>;
+
+// The first key code that yields `keysym` now; 0 when none does.
+xcb_keycode_t keycodeOf(xcb_connection_t *conn, xcb_keysym_t keysym)
+{
+    KeySymbols symbols(xcb_key_symbols_alloc(conn), &xcb_key_symbols_free);
+    std::unique_ptr<xcb_keycode_t, decltype(&std::free)> codes(
+        xcb_key_symbols_get_keycode(symbols.get(), keysym), &std::free);
+    return codes ? codes.get()[0] : 0;
+}
+
 const QMimeData *clipboardData()
 {
     return QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
@@ -83,6 +100,7 @@ private slots:
     void nothingBeforeForeignWindow();
     void pasteIntoLastForeignWindow();
     void twoWindowsOfOneProgramKeepFirst();
+    void pasteDespiteHeldShiftAndMissingV();
 
     // Write-back
     void buildMimeDataKeepsPrivateEntriesBack();
@@ -340,6 +358,54 @@ void TestPaste::twoWindowsOfOneProgramKeepFirst()
     QTRY_VERIFY_WITH_TIMEOUT((output += target->readAllStandardOutput()).contains("text 0 to the first"),
                              5000);
     QVERIFY(!output.contains("text 1"));
+}
+
+void TestPaste::pasteDespiteHeldShiftAndMissingV()
+{
+    xcb_connection_t *conn = platform::XConnection::instance()->connection();
+    const xcb_keycode_t shift = keycodeOf(conn, 0xffe1);
+    const xcb_keycode_t v = keycodeOf(conn, 0x76);
+    QVERIFY(shift != 0 && v != 0);
+
+    QByteArray ready;
+    QProcess *target = start(QStringLiteral(PASTETARGET_PATH), {}, &ready);
+    QVERIFY(target);
+    const platform::WindowHandle field = ready.split(' ').value(1).toULongLong();
+    QVERIFY(bringToFront(field));
+    ClipboardWriter writer(folder.filePath(QStringLiteral("temp")));
+    writer.trackActiveWnd();
+    QByteArray output;
+
+    // A Shift still held from the hotkey would turn the keys into Ctrl+Shift+V.
+    xcb_test_fake_input(conn, XCB_KEY_PRESS, shift, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_flush(conn);
+    auto releaseShift = qScopeGuard([&] {
+        xcb_test_fake_input(conn, XCB_KEY_RELEASE, shift, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        xcb_flush(conn);
+    });
+    QVERIFY(bringToFront(ownWindow->winId()));
+    writer.sendCopyMessage({{MIME_TEXT, QStringLiteral("shift held;")}});
+    QTRY_VERIFY_WITH_TIMEOUT((output += target->readAllStandardOutput()).contains("text 0 shift held;\n"),
+                             5000);
+    releaseShift.dismiss();
+    xcb_test_fake_input(conn, XCB_KEY_RELEASE, shift, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+
+    // A layout without a Latin "v".
+    const xcb_keysym_t none[2] = {0, 0};
+    const xcb_keysym_t normal[2] = {0x76, 0x56};
+    xcb_change_keyboard_mapping(conn, 1, v, 2, none);
+    xcb_flush(conn);
+    auto restoreV = qScopeGuard([&] {
+        xcb_change_keyboard_mapping(conn, 1, v, 2, normal);
+        xcb_flush(conn);
+    });
+    QTRY_COMPARE(keycodeOf(conn, 0x76), xcb_keycode_t(0));
+    QVERIFY(bringToFront(ownWindow->winId()));
+    writer.sendCopyMessage({{MIME_TEXT, QStringLiteral("no v;")}});
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (output += target->readAllStandardOutput()).contains("text 0 shift held;no v;\n"), 5000);
+    // The key code lent to "v" is given back.
+    QTRY_COMPARE(keycodeOf(conn, 0x76), xcb_keycode_t(0));
 }
 
 void TestPaste::buildMimeDataKeepsPrivateEntriesBack()
