@@ -184,7 +184,9 @@ void ClipboardWriter::sendCopyMessage(const QVariantMap &dataMap)
     // Where the window system activates later, the keys wait for the target
     // to be in front; otherwise they would land in our own window.
     pasteTarget = activeWindow;
-    if (platform::activationIsAsynchronous() && !platform::isActiveWindow(pasteTarget)) {
+    // A target that has closed since will never come to the front.
+    const bool targetAlive = platform::windowProcessId(pasteTarget) != 0;
+    if (platform::activationIsAsynchronous() && targetAlive && !platform::isActiveWindow(pasteTarget)) {
         activationWait.start();
         activationPoll.start();
         return;

@@ -101,6 +101,7 @@ private slots:
     void pasteIntoLastForeignWindow();
     void twoWindowsOfOneProgramKeepFirst();
     void pasteDespiteHeldShiftAndMissingV();
+    void closedTargetStaysUntilAnotherProgram();
 
     // Write-back
     void buildMimeDataKeepsPrivateEntriesBack();
@@ -331,6 +332,7 @@ void TestPaste::pasteIntoLastForeignWindow()
     QByteArray output;
     QTRY_VERIFY_WITH_TIMEOUT((output += target->readAllStandardOutput()).contains(expected), 5000);
     QVERIFY(platform::isActiveWindow(field));
+    QVERIFY(logShows(QStringLiteral("new active wnd paste target 0")));
     QVERIFY(logShows(QStringLiteral("send keys %1, %2").arg(MIME_EXE_PATH, MIME_TEXT)));
 }
 
@@ -406,6 +408,28 @@ void TestPaste::pasteDespiteHeldShiftAndMissingV()
         (output += target->readAllStandardOutput()).contains("text 0 shift held;no v;\n"), 5000);
     // The key code lent to "v" is given back.
     QTRY_COMPARE(keycodeOf(conn, 0x76), xcb_keycode_t(0));
+}
+
+void TestPaste::closedTargetStaysUntilAnotherProgram()
+{
+    QByteArray ready;
+    QProcess *target = start(QStringLiteral(PASTETARGET_PATH), {}, &ready);
+    QVERIFY(target);
+    const platform::WindowHandle field = ready.split(' ').value(1).toULongLong();
+    QVERIFY(bringToFront(field));
+    ClipboardWriter writer(folder.filePath(QStringLiteral("temp")));
+    writer.trackActiveWnd();
+    target->kill();
+    target->waitForFinished();
+    QVERIFY(bringToFront(ownWindow->winId()));
+    writer.trackActiveWnd();
+    QCOMPARE(writer.activeWnd(), field);
+
+    // The keys go wherever the focus is, without waiting for the dead window.
+    QSignalSpy keys(&writer, &ClipboardWriter::pasteKeysSent);
+    writer.sendCopyMessage({{MIME_TEXT, QStringLiteral("to nobody")}});
+    QCOMPARE(keys.count(), 1);
+    QCOMPARE(clipboardData()->text(), QStringLiteral("to nobody"));
 }
 
 void TestPaste::buildMimeDataKeepsPrivateEntriesBack()
