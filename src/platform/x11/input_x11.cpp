@@ -60,10 +60,18 @@ void setKeysyms(xcb_connection_t *conn, xcb_keycode_t code, xcb_keysym_t lower, 
     xcb_change_keyboard_mapping(conn, 1, code, 2, keysyms);
 }
 
-// Modifier keys the user still holds (the hotkey that opened our window,
-// say): they would turn Ctrl+V into another shortcut. Control is left alone,
-// it is pressed anyway.
-std::vector<xcb_keycode_t> heldModifierKeys(xcb_connection_t *conn)
+// The keys that matter for a synthetic Ctrl+V, as the server sees them now.
+struct KeyboardState
+{
+    // Modifier keys the user still holds (the hotkey that opened our window,
+    // say): they would turn Ctrl+V into another shortcut. Control and Lock
+    // are not among them.
+    std::vector<xcb_keycode_t> heldModifiers;
+    // Whether the Control key used for the paste is already down.
+    bool controlDown = false;
+};
+
+KeyboardState keyboardState(xcb_connection_t *conn, xcb_keycode_t control)
 {
     const xcb_query_keymap_cookie_t keymapCookie = xcb_query_keymap(conn);
     const xcb_get_modifier_mapping_cookie_t modifierCookie = xcb_get_modifier_mapping(conn);
@@ -71,9 +79,13 @@ std::vector<xcb_keycode_t> heldModifierKeys(xcb_connection_t *conn)
     auto keymap = own(xcb_query_keymap_reply(conn, keymapCookie, &error), error);
     error = nullptr;
     auto modifiers = own(xcb_get_modifier_mapping_reply(conn, modifierCookie, &error), error);
-    std::vector<xcb_keycode_t> held;
-    if (!keymap || !modifiers)
-        return held;
+    KeyboardState state;
+    if (!keymap)
+        return state;
+    auto isDown = [&keymap](xcb_keycode_t code) { return (keymap->keys[code / 8] & (1 << (code % 8))) != 0; };
+    state.controlDown = isDown(control);
+    if (!modifiers)
+        return state;
 
     const int perModifier = modifiers->keycodes_per_modifier;
     const xcb_keycode_t *codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
@@ -82,11 +94,11 @@ std::vector<xcb_keycode_t> heldModifierKeys(xcb_connection_t *conn)
             continue;
         for (int i = 0; i < perModifier; ++i) {
             const xcb_keycode_t code = codes[modifier * perModifier + i];
-            if (code != 0 && (keymap->keys[code / 8] & (1 << (code % 8))))
-                held.push_back(code);
+            if (code != 0 && isDown(code))
+                state.heldModifiers.push_back(code);
         }
     }
-    return held;
+    return state;
 }
 
 void fakeKey(xcb_connection_t *conn, uint8_t type, xcb_keycode_t code)
@@ -154,16 +166,18 @@ bool sendPasteKeys()
         v = borrowed;
     }
 
-    const std::vector<xcb_keycode_t> held = heldModifierKeys(conn);
-    for (xcb_keycode_t code : held)
+    const KeyboardState state = keyboardState(conn, control);
+    for (xcb_keycode_t code : state.heldModifiers)
         fakeKey(conn, XCB_KEY_RELEASE, code);
-    fakeKey(conn, XCB_KEY_PRESS, control);
+    if (!state.controlDown)
+        fakeKey(conn, XCB_KEY_PRESS, control);
     fakeKey(conn, XCB_KEY_PRESS, v);
     fakeKey(conn, XCB_KEY_RELEASE, v);
-    fakeKey(conn, XCB_KEY_RELEASE, control);
     // Put back what the user's fingers still hold, so that the server agrees
     // with the keyboard when they let go.
-    for (xcb_keycode_t code : held)
+    if (!state.controlDown)
+        fakeKey(conn, XCB_KEY_RELEASE, control);
+    for (xcb_keycode_t code : state.heldModifiers)
         fakeKey(conn, XCB_KEY_PRESS, code);
     xcb_flush(conn);
 
