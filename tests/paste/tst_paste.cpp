@@ -268,6 +268,7 @@ void TestPaste::iconFromDesktopEntry()
                 "\n[Desktop Action other]\nExec=vorlik-paste-other\nIcon=" + iconFile.toUtf8() + "\n");
     entry.close();
 
+    const bool hadDirs = qEnvironmentVariableIsSet("XDG_DATA_DIRS");
     const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
     qputenv("XDG_DATA_DIRS", dataDir.toUtf8());
     QPixmap pixmap;
@@ -279,7 +280,10 @@ void TestPaste::iconFromDesktopEntry()
     QString noneFailure;
     const bool actionFound =
         platform::programIcon(0, QStringLiteral("/usr/bin/vorlik-paste-other"), none, noneFailure);
-    qputenv("XDG_DATA_DIRS", oldDirs);
+    if (hadDirs)
+        qputenv("XDG_DATA_DIRS", oldDirs);
+    else
+        qunsetenv("XDG_DATA_DIRS");
 
     QVERIFY(found);
     QCOMPARE(pixmap.width(), 32);
