@@ -8,13 +8,10 @@ runtime_dir=$(mktemp -d /tmp/vorlik-xdg.XXXXXX)
 chmod 700 "$runtime_dir"
 export XDG_RUNTIME_DIR="$runtime_dir"
 
-# Pick a free display number.
-display=99
-while [ -e "/tmp/.X${display}-lock" ] || [ -e "/tmp/.X11-unix/X${display}" ]; do
-    display=$((display + 1))
-done
-
-Xvfb ":${display}" -screen 0 1920x1080x24 -nolisten tcp >"$runtime_dir/xvfb.log" 2>&1 &
+# The server picks a free display itself and reports it on a pipe, so two
+# sessions started at the same moment never share one.
+exec {fd}<> <(:)
+Xvfb -displayfd "$fd" -screen 0 1920x1080x24 -nolisten tcp >"$runtime_dir/xvfb.log" 2>&1 &
 xvfb_pid=$!
 cleanup() {
     [ -n "${wm_pid:-}" ] && kill "$wm_pid" 2>/dev/null || true
@@ -23,6 +20,12 @@ cleanup() {
     rm -rf "$runtime_dir"
 }
 trap cleanup EXIT
+if ! read -r -t 10 -u "$fd" display; then
+    echo "x-session: Xvfb did not start" >&2
+    cat "$runtime_dir/xvfb.log" >&2
+    exit 1
+fi
+exec {fd}<&-
 
 export DISPLAY=":${display}"
 for _ in $(seq 1 100); do
