@@ -21,10 +21,6 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
     mainWnd = new MainWindow(windowParent);
 
     writer = new ClipboardWriter(dataDirectory() + QStringLiteral("/temp"), this);
-    // The last foreign window in front is where a paste goes.
-    auto *activeWndTimer = new QTimer(this);
-    connect(activeWndTimer, &QTimer::timeout, this, &ClipBoardManager::trackActiveWnd);
-    activeWndTimer->start(100);
 
     const bool parentAutoStart = Setting::instance().isParentAutoStart();
     const bool elevated = platform::isProcessElevated();
@@ -34,6 +30,11 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
 
     if (shouldShowAtStart(elevated, isSchTask, isAutoStart, parentAutoStart))
         mainWnd->delayShow();
+
+    // The last foreign window in front is where a paste goes.
+    auto *activeWndTimer = new QTimer(this);
+    connect(activeWndTimer, &QTimer::timeout, this, &ClipBoardManager::trackActiveWnd);
+    activeWndTimer->start(100);
 }
 
 ClipBoardManager::~ClipBoardManager()
