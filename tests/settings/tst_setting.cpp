@@ -13,7 +13,7 @@
 namespace {
 QString iniPath(const TempAppFolder &folder)
 {
-    return folder.filePath(QStringLiteral("config/vorlik/vorlik.ini"));
+    return folder.filePath("config/vorlik/vorlik.ini");
 }
 
 QByteArray fileBytes(const QString &path)
@@ -26,12 +26,38 @@ QByteArray fileBytes(const QString &path)
 void initWithIni(const TempAppFolder &folder, const QByteArray &text)
 {
     Setting::instance().sync(); // pending writes of the previous file go first
-    QDir().mkpath(folder.filePath(QStringLiteral("config/vorlik")));
+    QDir().mkpath(folder.filePath("config/vorlik"));
     QFile file(iniPath(folder));
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write("[General]\n" + text);
     file.close();
     Setting::instance().init(folder.path());
+}
+
+// Every typed getter in one line; a failed read shows "!" and the untouched target.
+QString readBack()
+{
+    const Setting &setting = Setting::instance();
+    int width = -1, height = -1;
+    QList<uint> order{9};
+    const bool size = setting.getMainWindowSize(width, height);
+    const bool ordered = setting.getTabOrder(order);
+    QStringList ids;
+    for (uint id : order)
+        ids << QString::number(id);
+    return QString("limits %1/%2/%3 notify %4 keep %5 parent %6 update %7 size %8%9x%10 order %11%12")
+        .arg(HistorySettings::singleSizeLimitMb())
+        .arg(HistorySettings::totalSizeLimitMb())
+        .arg(HistorySettings::totalCntLimit())
+        .arg(HistorySettings::exceedLimitNotify())
+        .arg(HistorySettings::autoDeleteItem().index)
+        .arg(setting.isParentAutoStart())
+        .arg(setting.isAutoCheckUpdate())
+        .arg(size ? "" : "!")
+        .arg(width)
+        .arg(height)
+        .arg(ordered ? "" : "!")
+        .arg(ids.join(','));
 }
 } // namespace
 
@@ -40,12 +66,10 @@ class TestSetting : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void gettersBeforeInit();
     void seedingWritesEveryKeyOnce();
-    void retentionRoundTrip();
-    void mainWindowSize();
-    void tabOrder();
-    void limitGetters();
+    void handEditedValues_data();
+    void handEditedValues();
+    void storedForms();
 };
 
 void TestSetting::initTestCase()
@@ -53,16 +77,11 @@ void TestSetting::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
     registerMetaTypes();
     registerMetaTypes(); // a second call must be harmless
-}
 
-void TestSetting::gettersBeforeInit()
-{
+    // Before init every getter answers with its default.
     QVERIFY(!Setting::instance().settings());
-    QCOMPARE(HistorySettings::singleSizeLimitMb(), 3u);
+    QCOMPARE(readBack(), "limits 3/500/10000 notify 0 keep 2 parent 0 update 1 size !-1x-1 order !9");
     QCOMPARE(HistorySettings::autoDeleteTime(), 2592000000LL);
-    QVERIFY(Setting::instance().isAutoCheckUpdate());
-    QList<uint> order;
-    QVERIFY(!Setting::instance().getTabOrder(order));
 }
 
 void TestSetting::seedingWritesEveryKeyOnce()
@@ -75,45 +94,87 @@ void TestSetting::seedingWritesEveryKeyOnce()
     settings->sync();
     const QByteArray first = fileBytes(iniPath(folder));
 
-    const QStringList keys = {
-        "general-autoStart",       "general-runAsAdmin",     "general-autoDeleteTime",
-        "limit-singleSizeLimit",   "limit-totalSizeLimit",   "limit-totalCntLimit",
-        "limit-exceedLimitNotify", "shortcut-activeMainWnd", "shortcut-copyAsPlainText"};
-    for (const QString &key : keys)
-        QVERIFY2(first.count(QByteArray(key.toUtf8() + '=')) == 1, qPrintable(key));
     QSettings reread(iniPath(folder), QSettings::IniFormat);
-    QCOMPARE(reread.value("general-autoStart").toBool(), true);
-    QCOMPARE(reread.value("general-runAsAdmin").toBool(), false);
+    const QVariantMap seeded{{"general-autoStart", true},
+                             {"general-runAsAdmin", false},
+                             {"limit-singleSizeLimit", 3},
+                             {"limit-totalSizeLimit", 500},
+                             {"limit-totalCntLimit", 42},
+                             {"limit-exceedLimitNotify", false},
+                             {"shortcut-activeMainWnd", QKeySequence("Ctrl+T")},
+                             {"shortcut-copyAsPlainText", QKeySequence("Ctrl+Shift+C")}};
+    for (auto it = seeded.cbegin(); it != seeded.cend(); ++it) {
+        QVERIFY2(first.count(QByteArray(it.key().toUtf8() + '=')) == 1, qPrintable(it.key()));
+        QVariant value = reread.value(it.key());
+        QVERIFY2(value.convert(it->metaType()) && value == *it, qPrintable(it.key()));
+    }
+    QVERIFY(first.count("general-autoDeleteTime=") == 1);
     QCOMPARE(reread.value("general-autoDeleteTime").value<AutoDeleteItem>().index, 2);
-    QCOMPARE(reread.value("limit-singleSizeLimit").toUInt(), 3u);
-    QCOMPARE(reread.value("limit-totalSizeLimit").toUInt(), 500u);
-    QCOMPARE(reread.value("limit-totalCntLimit").toUInt(), 42u);
-    QCOMPARE(reread.value("limit-exceedLimitNotify").toBool(), false);
-    QCOMPARE(reread.value("shortcut-activeMainWnd").value<QKeySequence>(), QKeySequence("Ctrl+T"));
-    QCOMPARE(reread.value("shortcut-copyAsPlainText").value<QKeySequence>(), QKeySequence("Ctrl+Shift+C"));
 
     HistorySettings::seedDefaults(settings);
     settings->sync();
     QCOMPARE(fileBytes(iniPath(folder)), first);
 }
 
-void TestSetting::retentionRoundTrip()
+void TestSetting::handEditedValues_data()
 {
-    const QList<qint64> times = {86400000LL,    604800000LL,   2592000000LL,
-                                 15552000000LL, 31536000000LL, 31536000000000LL};
-    QCOMPARE(autoDeleteChoices().size(), times.size());
-    for (int i = 0; i < times.size(); ++i)
-        QCOMPARE(autoDeleteChoices().at(i), (AutoDeleteItem{times.at(i), i}));
+    QTest::addColumn<QByteArray>("ini");
+    QTest::addColumn<QString>("read");
+    const QString defaults = "limits 3/500/10000 notify 0 keep 2 parent 0 update 1 ";
+    QTest::newRow("empty") << QByteArray() << defaults + "size !-1x-1 order !9";
+    QTest::newRow("flags") << QByteArray("limit-exceedLimitNotify=true\nSettingAutoStart=true\n"
+                                         "about-autoCheckUpdate=false\n")
+                           << "limits 3/500/10000 notify 1 keep 2 parent 1 update 0 size !-1x-1 order !9";
+    // Ranges are the dialog's business: hand-edited values come back raw,
+    // but text that is no number must not become a limit of 0.
+    QTest::newRow("limits") << QByteArray("limit-singleSizeLimit=4096\nlimit-totalSizeLimit=50\n"
+                                          "limit-totalCntLimit=many\ngeneral-autoDeleteTime=soon\n")
+                            << "limits 4096/50/10000 notify 0 keep 2 parent 0 update 1 size !-1x-1 order !9";
+    // Width alone is not enough: the window then keeps its built-in size.
+    QTest::newRow("width only") << QByteArray("MainWindowWidth=800\n") << defaults + "size !-1x-1 order !9";
+    QTest::newRow("bad height") << QByteArray("MainWindowWidth=800\nMainWindowHeight=tall\n")
+                                << defaults + "size !-1x-1 order !9";
+    QTest::newRow("size") << QByteArray("MainWindowWidth=800\nMainWindowHeight=494\n")
+                          << defaults + "size 800x494 order !9";
+    QTest::newRow("order") << QByteArray("TabWidgetTabOrder=20, 0, 1\n")
+                           << defaults + "size !-1x-1 order 20,0,1";
+    QTest::newRow("order with a word")
+        << QByteArray("TabWidgetTabOrder=20, first, 1\n") << defaults + "size !-1x-1 order !9";
+    QTest::newRow("empty order") << QByteArray("TabWidgetTabOrder=\n") << defaults + "size !-1x-1 order !9";
+}
 
+void TestSetting::handEditedValues()
+{
+    QFETCH(QByteArray, ini);
+    QFETCH(QString, read);
+    TempAppFolder folder;
+    initWithIni(folder, ini);
+    QCOMPARE(readBack(), read);
+}
+
+void TestSetting::storedForms()
+{
     TempAppFolder folder;
     Setting::instance().init(folder.path());
-    const AutoDeleteItem stored = autoDeleteChoices().at(5);
-    Setting::instance().settings()->setValue(HistorySettings::keyAutoDeleteTime, QVariant::fromValue(stored));
-    Setting::instance().init(folder.path()); // flushes, then reads the file anew
-    QCOMPARE(HistorySettings::autoDeleteItem(), stored);
-    QCOMPARE(HistorySettings::autoDeleteTime(), 31536000000000LL);
+    const AutoDeleteItem longest{31536000000000LL, 5};
+    Setting::instance().settings()->setValue(HistorySettings::keyAutoDeleteTime,
+                                             QVariant::fromValue(longest));
+    const QList<uint> order = {20, 0, 3, 21, 1, 2, 4};
+    Setting::instance().setTabOrder(order);
+    QVERIFY(fileBytes(iniPath(folder)).contains("@Variant("));
+    // The setter syncs at once, so another reader sees the new size.
+    Setting::instance().setMainWindowSize(1400, 865);
+    QCOMPARE(QSettings(iniPath(folder), QSettings::IniFormat).value("MainWindowHeight").toInt(), 865);
 
-    // The stored form: 64-bit time, then 32-bit index; a short stream changes nothing.
+    Setting::instance().init(folder.path()); // flushes, then reads the file anew
+    QCOMPARE(HistorySettings::autoDeleteItem(), longest);
+    QCOMPARE(HistorySettings::autoDeleteTime(), 31536000000000LL);
+    QCOMPARE(readBack(),
+             "limits 3/500/10000 notify 0 keep 5 parent 0 update 1 size 1400x865 order 20,0,3,21,1,2,4");
+    Setting::instance().removeTabOrder();
+    QVERIFY(readBack().endsWith("order !9"));
+
+    // The retention: 64-bit time, then 32-bit index; a short stream changes nothing.
     QByteArray bytes;
     QDataStream out(&bytes, QIODevice::WriteOnly);
     out << AutoDeleteItem{604800000LL, 1};
@@ -123,74 +184,6 @@ void TestSetting::retentionRoundTrip()
     truncated >> target;
     QVERIFY(truncated.status() != QDataStream::Ok);
     QCOMPARE(target, (AutoDeleteItem{1, 4}));
-
-    initWithIni(folder, "general-autoDeleteTime=soon\n");
-    QCOMPARE(HistorySettings::autoDeleteItem().index, 2);
-}
-
-void TestSetting::mainWindowSize()
-{
-    TempAppFolder folder;
-    int width = -1, height = -1;
-    // Width alone is not enough: the window then keeps its built-in size.
-    initWithIni(folder, "MainWindowWidth=800\n");
-    QVERIFY(!Setting::instance().getMainWindowSize(width, height));
-    initWithIni(folder, "MainWindowWidth=800\nMainWindowHeight=tall\n");
-    QVERIFY(!Setting::instance().getMainWindowSize(width, height));
-    QCOMPARE(width, -1);
-    initWithIni(folder, "MainWindowWidth=800\nMainWindowHeight=494\n");
-    QVERIFY(Setting::instance().getMainWindowSize(width, height));
-    QCOMPARE(QSize(width, height), QSize(800, 494));
-
-    // The setter syncs at once, so another reader sees the new size.
-    Setting::instance().setMainWindowSize(1400, 865);
-    QSettings reread(iniPath(folder), QSettings::IniFormat);
-    QCOMPARE(reread.value("MainWindowHeight").toInt(), 865);
-}
-
-void TestSetting::tabOrder()
-{
-    TempAppFolder folder;
-    Setting::instance().init(folder.path());
-    const QList<uint> stored = {20, 0, 3, 21, 1, 2, 4};
-    Setting::instance().setTabOrder(stored);
-    QVERIFY(fileBytes(iniPath(folder)).contains("@Variant("));
-    Setting::instance().init(folder.path());
-    QList<uint> order;
-    QVERIFY(Setting::instance().getTabOrder(order));
-    QCOMPARE(order, stored);
-    QVERIFY(QVariant::fromValue(stored).canConvert<QVariantList>());
-
-    Setting::instance().removeTabOrder();
-    order = {9};
-    QVERIFY(!Setting::instance().getTabOrder(order));
-    initWithIni(folder, "TabWidgetTabOrder=20, first, 1\n");
-    QVERIFY(!Setting::instance().getTabOrder(order));
-    initWithIni(folder, "TabWidgetTabOrder=\n");
-    QVERIFY(!Setting::instance().getTabOrder(order));
-    QCOMPARE(order, QList<uint>{9});
-    initWithIni(folder, "TabWidgetTabOrder=20, 0, 1\n");
-    QVERIFY(Setting::instance().getTabOrder(order));
-    QCOMPARE(order, (QList<uint>{20, 0, 1}));
-}
-
-void TestSetting::limitGetters()
-{
-    TempAppFolder folder;
-    initWithIni(folder, "limit-exceedLimitNotify=true\nSettingAutoStart=true\nabout-autoCheckUpdate=false\n");
-    QCOMPARE(HistorySettings::totalSizeLimitMb(), 500u);
-    QCOMPARE(HistorySettings::totalCntLimit(), 10000u);
-    QVERIFY(HistorySettings::exceedLimitNotify());
-    QVERIFY(Setting::instance().isParentAutoStart());
-    QVERIFY(!Setting::instance().isAutoCheckUpdate());
-    QCOMPARE(HistorySettings::copyAsPlainTextShortcut(), QKeySequence("Ctrl+Shift+C"));
-
-    // Ranges are the dialog's business: hand-edited values come back raw,
-    // but text that is no number must not become a limit of 0.
-    initWithIni(folder, "limit-singleSizeLimit=4096\nlimit-totalSizeLimit=50\nlimit-totalCntLimit=many\n");
-    QCOMPARE(HistorySettings::singleSizeLimitMb(), 4096u);
-    QCOMPARE(HistorySettings::totalSizeLimitMb(), 50u);
-    QCOMPARE(HistorySettings::totalCntLimit(), 10000u);
 }
 
 QTEST_GUILESS_MAIN(TestSetting)
