@@ -1,4 +1,4 @@
-#include <utility>
+#include <memory>
 
 #include <QFile>
 #include <QFileInfo>
@@ -17,44 +17,29 @@ namespace {
 QString readLog()
 {
     QFile file(logFilePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll());
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 // A whole line as the log writes it, up to and including its first line feed.
 QRegularExpression linePattern(const QString &tag, const QString &text)
 {
-    return QRegularExpression(
-        QStringLiteral("^") + QRegularExpression::escape(tag) +
-        QStringLiteral(" \\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]  \\[") +
-        QString::number(applicationPid) + QStringLiteral("\\] ") + QRegularExpression::escape(text) +
-        QStringLiteral("\n"));
+    return QRegularExpression("^" + QRegularExpression::escape(tag) +
+                              " \\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]  \\[" +
+                              QString::number(applicationPid) + "\\] " + QRegularExpression::escape(text) +
+                              "\n");
+}
+
+bool matches(const QString &pattern, const QString &text)
+{
+    return QRegularExpression(pattern).match(text).hasMatch();
 }
 
 int textsBuilt = 0;
 QString countedText()
 {
     ++textsBuilt;
-    return QStringLiteral("counted");
+    return "counted";
 }
-
-class LoggingThread : public QThread
-{
-public:
-    LoggingThread(QString mark, int count) : mark(std::move(mark)), count(count) {}
-
-protected:
-    void run() override
-    {
-        for (int i = 0; i < count; ++i)
-            LOG_INFO(mark.repeated(40) + QString::number(i));
-    }
-
-private:
-    QString mark;
-    int count;
-};
 } // namespace
 
 class TestLog : public QObject
@@ -62,25 +47,19 @@ class TestLog : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void linesBeforeInitGoNowhere();
+    void init();
     void lineFormat_data();
     void lineFormat();
     void levelTestComesBeforeText();
     void oversizedLogIsEmptiedAtInit_data();
     void oversizedLogIsEmptiedAtInit();
     void threadsNeverInterleave();
-    void qtMessagesAreRouted_data();
-    void qtMessagesAreRouted();
-    void qtMessagesReachTheLog();
-    void fatalMessageThrows();
-    void exceptionLine();
+    void qtMessages_data();
+    void qtMessages();
     void costTimerTexts();
 
 private:
-    void startLog();
-
     TempAppFolder folder;
-    QString earlyLine;
 };
 
 void TestLog::initTestCase()
@@ -88,26 +67,19 @@ void TestLog::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(folder.isValid());
     applicationPid = QCoreApplication::applicationPid();
-}
 
-void TestLog::startLog()
-{
-    QFile::remove(folder.filePath(QStringLiteral("vorlik.log")));
-    initLog(LogDebug, folder.path());
-}
-
-void TestLog::linesBeforeInitGoNowhere()
-{
+    // Lines before initLog are formatted but go to no file.
     QVERIFY(logFilePath().isEmpty());
-    earlyLine = logMessage(LogInfo, __FILE__, __LINE__, __func__, QStringLiteral("too early"));
-    QVERIFY(earlyLine.contains(QStringLiteral("too early")));
+    QVERIFY(logMessage(LogInfo, __FILE__, __LINE__, __func__, "too early").contains("too early"));
+    initLog(LogDebug, folder.path());
+    QCOMPARE(logFilePath(), folder.filePath("vorlik.log"));
+    QVERIFY(!readLog().contains("too early"));
+}
 
-    startLog();
-    QCOMPARE(logFilePath(), folder.filePath(QStringLiteral("vorlik.log")));
-    LOG_INFO(QStringLiteral("first"));
-    const QString log = readLog();
-    QVERIFY(!log.contains(QStringLiteral("too early")));
-    QVERIFY(log.contains(QStringLiteral("first")));
+void TestLog::init()
+{
+    QFile::remove(folder.filePath("vorlik.log"));
+    initLog(LogDebug, folder.path());
 }
 
 void TestLog::lineFormat_data()
@@ -127,21 +99,18 @@ void TestLog::lineFormat()
     QFETCH(int, level);
     QFETCH(QString, tag);
     QFETCH(bool, blankLine);
-    startLog();
 
-    const QString text = QStringLiteral("text with 100% and %1 and ünïcode");
+    const QString text = "text with 100% and %1 and ünïcode";
     const QString line = logMessage(level, "C:\\src\\file.cpp", 12, "function", text);
     QVERIFY2(linePattern(tag, text).match(line).hasMatch(), qPrintable(line));
-    QCOMPARE(line.endsWith(QStringLiteral("\n\n")), blankLine);
-    QVERIFY(!line.contains(QStringLiteral("file.cpp")));
-    QVERIFY(!line.contains(QStringLiteral("function")));
+    QCOMPARE(line.endsWith("\n\n"), blankLine);
+    QVERIFY(!line.contains("file.cpp") && !line.contains("function"));
     // What is returned is exactly what lands in the file.
     QCOMPARE(readLog(), line);
 }
 
 void TestLog::levelTestComesBeforeText()
 {
-    startLog();
     textsBuilt = 0;
     logLevel = LogWarning;
     LOG_INFO(countedText());
@@ -150,7 +119,7 @@ void TestLog::levelTestComesBeforeText()
     LOG_WARNING(countedText());
     QCOMPARE(textsBuilt, 1);
     logLevel = LogDebug;
-    QCOMPARE(readLog().count(QStringLiteral("counted")), 1);
+    QCOMPARE(readLog().count("counted"), 1);
 }
 
 void TestLog::oversizedLogIsEmptiedAtInit_data()
@@ -167,41 +136,41 @@ void TestLog::oversizedLogIsEmptiedAtInit()
 {
     QFETCH(qint64, size);
     QFETCH(bool, emptied);
-    const QString path = folder.filePath(QStringLiteral("vorlik.log"));
     {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        QVERIFY(file.resize(size));
+        QFile file(logFilePath());
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.resize(size));
     }
     initLog(LogDebug, folder.path());
-    QCOMPARE(QFileInfo(path).size(), emptied ? qint64(0) : size);
+    QCOMPARE(QFileInfo(logFilePath()).size(), emptied ? qint64(0) : size);
 }
 
 void TestLog::threadsNeverInterleave()
 {
-    startLog();
     const int count = 2000;
-    LoggingThread first(QStringLiteral("a"), count);
-    LoggingThread second(QStringLiteral("b"), count);
-    first.start();
-    second.start();
-    QVERIFY(first.wait(60000));
-    QVERIFY(second.wait(60000));
+    const auto writer = [count](char mark) {
+        return QThread::create([count, mark] {
+            for (int i = 0; i < count; ++i)
+                LOG_INFO(QString(40, mark) + QString::number(i));
+        });
+    };
+    std::unique_ptr<QThread> first(writer('a')), second(writer('b'));
+    first->start();
+    second->start();
+    QVERIFY(first->wait(60000) && second->wait(60000));
 
-    const QStringList lines = readLog().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList lines = readLog().split('\n', Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), 2 * count);
-    const QRegularExpression whole(QStringLiteral("^info    \\[[^\\]]+\\]  \\[\\d+\\] (a{40}|b{40})\\d+$"));
-    int perMark[2] = {0, 0};
+    const QRegularExpression whole("^info    \\[[^\\]]+\\]  \\[\\d+\\] (a{40}|b{40})\\d+$");
+    int fromFirst = 0;
     for (const QString &line : lines) {
         const QRegularExpressionMatch match = whole.match(line);
         QVERIFY2(match.hasMatch(), qPrintable(line));
-        ++perMark[match.captured(1).startsWith(QLatin1Char('a')) ? 0 : 1];
+        fromFirst += match.captured(1).startsWith('a');
     }
-    QCOMPARE(perMark[0], count);
-    QCOMPARE(perMark[1], count);
+    QCOMPARE(fromFirst, count);
 }
 
-void TestLog::qtMessagesAreRouted_data()
+void TestLog::qtMessages_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("tag");
@@ -214,108 +183,74 @@ void TestLog::qtMessagesAreRouted_data()
                              << "QtWarning";
     QTest::newRow("critical") << int(QtCriticalMsg) << "warning"
                               << "QtCritical";
+    QTest::newRow("fatal") << int(QtFatalMsg) << "error  "
+                           << "QtFatal";
 }
 
-void TestLog::qtMessagesAreRouted()
+void TestLog::qtMessages()
 {
     QFETCH(int, type);
     QFETCH(QString, tag);
     QFETCH(QString, name);
-    startLog();
+    const auto handle = [type](const QMessageLogContext &context, const QString &text) {
+        try {
+            messageHandlerForQt5(QtMsgType(type), context, text);
+        } catch (const ExceptionQtFatal &e) {
+            return type == QtFatalMsg && QByteArray(e.what()) == text.toUtf8();
+        }
+        return type != QtFatalMsg; // only a fatal message throws, with its text
+    };
 
     const QMessageLogContext context("src/widget.cpp", 42, "void Widget::paint()", "vorlik.paint");
-    messageHandlerForQt5(QtMsgType(type), context, QStringLiteral("msg %1"));
+    QVERIFY(handle(context, "msg %1"));
     // A "%1" in the message stays as it is.
-    const QString expected = QStringLiteral("[vorlik.paint] ") + name +
-                             QStringLiteral(": msg %1 (src/widget.cpp:42, void Widget::paint())");
+    const QString expected = "[vorlik.paint] " + name + ": msg %1 (src/widget.cpp:42, void Widget::paint())";
     QVERIFY2(linePattern(tag, expected).match(readLog()).hasMatch(), qPrintable(readLog()));
 
     // Without a file the location is left out.
-    startLog();
-    messageHandlerForQt5(QtMsgType(type), QMessageLogContext(), QStringLiteral("bare"));
-    QVERIFY2(readLog().contains(QStringLiteral("[] %1: bare\n").arg(name)), qPrintable(readLog()));
-}
+    init();
+    QVERIFY(handle(QMessageLogContext(), "bare"));
+    QVERIFY2(linePattern(tag, "[] " + name + ": bare").match(readLog()).hasMatch(), qPrintable(readLog()));
 
-void TestLog::qtMessagesReachTheLog()
-{
-    startLog();
-    const QtMessageHandler previous = qInstallMessageHandler(messageHandlerForQt5);
-    qWarning("routed %d", 7);
-    qInstallMessageHandler(previous);
-    QVERIFY2(readLog().contains(QStringLiteral("QtWarning: routed 7")), qPrintable(readLog()));
-}
-
-void TestLog::fatalMessageThrows()
-{
-    startLog();
-    bool thrown = false;
-    try {
-        messageHandlerForQt5(QtFatalMsg, QMessageLogContext(), QStringLiteral("it is over"));
-    } catch (const ExceptionQtFatal &e) {
-        thrown = true;
-        QCOMPARE(QByteArray(e.what()), QByteArray("it is over"));
+    // Installed as the handler, Qt's own messages arrive.
+    if (type == QtWarningMsg) {
+        const QtMessageHandler previous = qInstallMessageHandler(messageHandlerForQt5);
+        qWarning("routed %d", 7);
+        qInstallMessageHandler(previous);
+        QVERIFY2(readLog().contains("QtWarning: routed 7"), qPrintable(readLog()));
     }
-    QVERIFY(thrown);
-    QVERIFY(linePattern(QStringLiteral("error  "), QStringLiteral("[] QtFatal: it is over"))
-                .match(readLog())
-                .hasMatch());
-}
-
-void TestLog::exceptionLine()
-{
-    startLog();
-    logException(QStringLiteral("bad thing"));
-    logException();
-    const QString log = readLog();
-    QVERIFY(
-        linePattern(QStringLiteral("error  "), QStringLiteral("Exception: bad thing")).match(log).hasMatch());
-    QVERIFY(log.contains(QStringLiteral("] Exception: \n\n")));
 }
 
 void TestLog::costTimerTexts()
 {
-    startLog();
     {
         COST_TIMER_START(timer, LogInfo);
         const int firstLine = __LINE__ - 1;
-        COST_TIMER_POINT(timer, QStringLiteral("load"));
-        const int secondLine = __LINE__ - 1;
-        COST_TIMER_POINT(timer, QStringLiteral("sort"));
-        const int thirdLine = __LINE__ - 1;
-        const QString log = readLog();
-        QVERIFY2(QRegularExpression(QStringLiteral("info   .*\\] \\(%1->%2\\) load cost \\d+ ms\n")
-                                        .arg(firstLine)
-                                        .arg(secondLine))
-                     .match(log)
-                     .hasMatch(),
-                 qPrintable(log));
+        COST_TIMER_POINT(timer, "load");
+        COST_TIMER_POINT(timer, "sort");
         // The second stretch starts where the first ended.
-        QVERIFY2(QRegularExpression(
-                     QStringLiteral("\\(%1->%2\\) sort cost \\d+ ms\n").arg(secondLine).arg(thirdLine))
-                     .match(log)
-                     .hasMatch(),
-                 qPrintable(log));
+        const QString expected =
+            "^info   .*\\] \\(%1->%2\\) load cost \\d+ ms\ninfo   .*\\] \\(%2->%3\\) sort cost \\d+ ms\n$";
+        QVERIFY2(matches(expected.arg(firstLine).arg(firstLine + 2).arg(firstLine + 3), readLog()),
+                 qPrintable(readLog()));
     }
     // The point form says nothing more at its end.
-    QCOMPARE(readLog().count(QLatin1Char('\n')), 2);
+    QCOMPARE(readLog().count('\n'), 2);
 
-    startLog();
+    init();
     {
-        COST_TIMER_SCOPE(LogDebug, QStringLiteral("whole load"));
+        COST_TIMER_SCOPE(LogDebug, "whole load");
     }
-    QVERIFY2(QRegularExpression(QStringLiteral("^debug  .*\\] whole load cost \\d+ ms\n$"))
-                 .match(readLog())
-                 .hasMatch(),
-             qPrintable(readLog()));
+    QVERIFY2(matches("^debug  .*\\] whole load cost \\d+ ms\n$", readLog()), qPrintable(readLog()));
 
     // A timer above the log level stays silent.
-    startLog();
+    init();
     logLevel = LogInfo;
     {
-        COST_TIMER_SCOPE(LogDebug, QStringLiteral("hidden"));
+        COST_TIMER_SCOPE(LogDebug, "hidden");
     }
     logLevel = LogDebug;
-    QVERIFY(readLog().isEmpty());
+    QCOMPARE(readLog(), QString());
 }
 
 QTEST_GUILESS_MAIN(TestLog)
