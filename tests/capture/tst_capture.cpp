@@ -25,18 +25,7 @@
 #include "support/tempappfolder.h"
 
 namespace {
-
-const QString kConnection = QStringLiteral("capture-check");
-
-struct StoredRow
-{
-    bool found = false;
-    uint itemType = 0;
-    qulonglong createTime = 0;
-    qulonglong lastActiveTime = 0;
-    QVariantMap dataMap;
-};
-
+const QString kConnection = "capture-check";
 } // namespace
 
 class TestCapture : public QObject
@@ -47,13 +36,10 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
 
-    void textKinds_data();
-    void textKinds();
+    void kinds_data();
+    void kinds();
     void noItem_data();
     void noItem();
-    void onlyExistingFilesKept();
-    void image();
-    void imageWithFilesIsImage();
     void sizeLimit();
     void sameTextRefreshesOldItem();
     void forkedOwnerLeavesNoPath();
@@ -64,14 +50,15 @@ private slots:
 
 private:
     // Starts a clipboard owner and waits until it holds the clipboard.
-    bool copy(const QStringList &arguments, const QString &program = QStringLiteral(CLIPOWNER_PATH));
+    bool copy(const QStringList &arguments, const QString &program = CLIPOWNER_PATH);
     QString copyProgram(const QString &from, const QString &folderName);
     // Waits for the item that the last copy adds and returns it.
     ItemData takeNewItem();
     // Waits until the log has this text after the mark.
     bool logShows(const QString &text);
-    void markLog();
-    StoredRow storedRow(uint hashValue);
+    void markLog() { logMark = QFileInfo(logFilePath()).size(); }
+    // The row as the database holds it; a hash of 0 when there is none.
+    ItemData stored(uint hashValue);
     int storedCount();
     QString writeFile(const QString &name, const QByteArray &content);
 
@@ -79,7 +66,6 @@ private:
 
     TempAppFolder folder;
     MainWindow *window = nullptr;
-    SqlManager *sql = nullptr;
     QList<QProcess *> owners;
     int rowsBefore = 0;
     qint64 logMark = 0;
@@ -90,8 +76,8 @@ void TestCapture::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(folder.isValid());
-    QVERIFY2(QGuiApplication::platformName() == QLatin1String("xcb"), "needs an X server");
-    ownerPath = QFileInfo(QStringLiteral(CLIPOWNER_PATH)).canonicalFilePath();
+    QVERIFY2(QGuiApplication::platformName() == "xcb", "needs an X server");
+    ownerPath = QFileInfo(CLIPOWNER_PATH).canonicalFilePath();
     QVERIFY(!ownerPath.isEmpty());
 
     registerMetaTypes();
@@ -99,14 +85,15 @@ void TestCapture::initTestCase()
     Setting::instance().init(folder.path());
 
     window = new MainWindow;
-    sql = new SqlManager(folder.filePath(QStringLiteral("vorlik.db")));
+    // Lives to the end of the process, as in the program.
+    auto *sql = new SqlManager(folder.filePath("vorlik.db"));
     sql->attach(window);
     QVERIFY(sql->initThread());
 
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), kConnection);
-    db.setDatabaseName(folder.filePath(QStringLiteral("vorlik.db")));
+    QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", kConnection);
+    db.setDatabaseName(folder.filePath("vorlik.db"));
     // The worker creates the file and its tables; reading waits for that.
-    QTRY_VERIFY_WITH_TIMEOUT(db.open() && db.tables().contains(QStringLiteral("clipboard_history")), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(db.open() && db.tables().contains("clipboard_history"), 10000);
 }
 
 void TestCapture::cleanupTestCase()
@@ -119,7 +106,6 @@ void TestCapture::cleanupTestCase()
     delete window;
     QSqlDatabase::database(kConnection).close();
     QSqlDatabase::removeDatabase(kConnection);
-    // The database front lives to the end of the process, as in the program.
 }
 
 bool TestCapture::copy(const QStringList &arguments, const QString &program)
@@ -145,41 +131,31 @@ ItemData TestCapture::takeNewItem()
     return model()->rowCount() > rowsBefore ? model()->items().first() : ItemData();
 }
 
-void TestCapture::markLog()
-{
-    logMark = QFileInfo(logFilePath()).size();
-}
-
 bool TestCapture::logShows(const QString &text)
 {
-    auto seen = [&] {
+    QString log;
+    const auto seen = [&] {
         QFile file(logFilePath());
-        if (!file.open(QIODevice::ReadOnly) || !file.seek(logMark))
-            return false;
-        return QString::fromUtf8(file.readAll()).contains(text);
+        log = file.open(QIODevice::ReadOnly) && file.seek(logMark) ? QString::fromUtf8(file.readAll())
+                                                                   : QString();
+        return log.contains(text);
     };
     [&] { QTRY_VERIFY_WITH_TIMEOUT(seen(), 10000); }();
-    if (!seen()) {
-        // What the capture said instead, for the failure report.
-        QFile file(logFilePath());
-        file.open(QIODevice::ReadOnly);
-        file.seek(logMark);
-        qWarning("%s", file.readAll().constData());
-    }
+    if (!seen())
+        qWarning("%s", qPrintable(log)); // what the capture said instead
     return seen();
 }
 
-StoredRow TestCapture::storedRow(uint hashValue)
+ItemData TestCapture::stored(uint hashValue)
 {
-    StoredRow row;
+    ItemData row;
     QSqlQuery query(QSqlDatabase::database(kConnection));
     query.prepare(
-        QStringLiteral("SELECT itemType, createTime, lastActiveTime, content FROM clipboard_history "
-                       "WHERE hashValue = :hash"));
-    query.bindValue(QStringLiteral(":hash"), hashValue);
+        "SELECT itemType, createTime, lastActiveTime, content FROM clipboard_history WHERE hashValue = ?");
+    query.addBindValue(hashValue);
     if (!query.exec() || !query.next())
         return row;
-    row.found = true;
+    row.hashValue = hashValue;
     row.itemType = query.value(0).toUInt();
     row.createTime = query.value(1).toULongLong();
     row.lastActiveTime = query.value(2).toULongLong();
@@ -189,8 +165,7 @@ StoredRow TestCapture::storedRow(uint hashValue)
 
 int TestCapture::storedCount()
 {
-    QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM clipboard_history"),
-                    QSqlDatabase::database(kConnection));
+    QSqlQuery query("SELECT COUNT(*) FROM clipboard_history", QSqlDatabase::database(kConnection));
     return query.next() ? query.value(0).toInt() : -1;
 }
 
@@ -203,150 +178,130 @@ QString TestCapture::writeFile(const QString &name, const QByteArray &content)
     return file.fileName();
 }
 
-void TestCapture::textKinds_data()
+void TestCapture::kinds_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<uint>("type");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("text") << QStringList{QStringLiteral("--text"), QStringLiteral("first capture ünïcode")}
-                          << uint(ItemTypeText) << QStringLiteral("first capture ünïcode");
-    QTest::newRow("html only") << QStringList{QStringLiteral("--html"),
-                                              QStringLiteral("<p>Only <b>rich</b> text</p>")}
-                               << uint(ItemTypeText) << QStringLiteral("Only rich text");
-    QTest::newRow("link") << QStringList{QStringLiteral("--text"),
-                                         QStringLiteral("https://example.org/capture")}
-                          << uint(ItemTypeLink) << QStringLiteral("https://example.org/capture");
-    QTest::newRow("link after a space")
-        << QStringList{QStringLiteral("--text"), QStringLiteral(" https://example.org/capture")}
-        << uint(ItemTypeText) << QStringLiteral(" https://example.org/capture");
+    QTest::addColumn<QString>("payload"); // the one key kept beside the source path
+    QTest::addColumn<QString>("content"); // its text, files, or image size
+
+    QTest::newRow("text") << QStringList{"--text", "first capture ünïcode"} << uint(ItemTypeText) << MIME_TEXT
+                          << "first capture ünïcode";
+    QTest::newRow("html only") << QStringList{"--html", "<p>Only <b>rich</b> text</p>"} << uint(ItemTypeText)
+                               << MIME_TEXT << "Only rich text";
+    QTest::newRow("link") << QStringList{"--text", "https://example.org/capture"} << uint(ItemTypeLink)
+                          << MIME_TEXT << "https://example.org/capture";
+    QTest::newRow("link after a space") << QStringList{"--text", " https://example.org/capture"}
+                                        << uint(ItemTypeText) << MIME_TEXT << " https://example.org/capture";
+    const QString present = writeFile("kept file.txt", "here");
+    QTest::newRow("only existing files")
+        << QStringList{"--urls", present + ',' + folder.filePath("never written.txt")} << uint(ItemTypeFile)
+        << MIME_URI_LIST << present;
+    QTest::newRow("image") << QStringList{"--image", "64x48"} << uint(ItemTypeImage) << MIME_IMAGE_PNG
+                           << "64x48";
+    QTest::newRow("image with files")
+        << QStringList{"--image", "20x10", "--urls", writeFile("shot.png", "not")} << uint(ItemTypeImage)
+        << MIME_IMAGE_PNG << "20x10";
 }
 
-void TestCapture::textKinds()
+void TestCapture::kinds()
 {
     QFETCH(QStringList, arguments);
     QFETCH(uint, type);
-    QFETCH(QString, text);
+    QFETCH(QString, payload);
+    QFETCH(QString, content);
     QVERIFY(copy(arguments));
     const ItemData item = takeNewItem();
     QCOMPARE(item.itemType, type);
-    QCOMPARE(item.text(), text);
     QCOMPARE(item.createTime, item.lastActiveTime);
-    QTRY_VERIFY(storedRow(item.hashValue).found);
-    const StoredRow row = storedRow(item.hashValue);
-    QCOMPARE(row.itemType, type);
-    QCOMPARE(row.createTime, item.createTime);
-    QCOMPARE(QString::fromUtf8(row.dataMap.value(MIME_TEXT).toByteArray()), text);
-    QVERIFY(!row.dataMap.contains(MIME_HTML));
+    QTRY_VERIFY(stored(item.hashValue).hashValue);
+    const ItemData row = stored(item.hashValue);
+    QVERIFY(row.itemType == type && row.createTime == item.createTime);
     // Attributed to the process that owns the clipboard.
+    QStringList keys{MIME_EXE_PATH, payload};
+    keys.sort();
+    QCOMPARE(row.dataMap.keys(), keys);
     QCOMPARE(QString::fromUtf8(row.dataMap.value(MIME_EXE_PATH).toByteArray()), ownerPath);
+
+    const QByteArray bytes = row.dataMap.value(payload).toByteArray();
+    QString found = QString::fromUtf8(bytes);
+    if (payload == MIME_URI_LIST) {
+        QStringList files;
+        for (const QUrl &url : deserializeUrls(bytes))
+            files << url.toLocalFile();
+        found = files.join(',');
+    } else if (payload == MIME_IMAGE_PNG) {
+        const QSize size = QImage::fromData(bytes, "PNG").size();
+        found = QString("%1x%2").arg(size.width()).arg(size.height());
+    }
+    QCOMPARE(found, content);
 }
 
 void TestCapture::noItem_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("logged");
-    QTest::newRow("blanks") << QStringList{QStringLiteral("--text"), QStringLiteral("  \t \n ")}
-                            << QStringLiteral("only contains space");
-    QTest::newRow("empty text") << QStringList{QStringLiteral("--empty-text")}
-                                << QStringLiteral("clone data fail, ignore this copy");
-    QTest::newRow("no file exists") << QStringList{QStringLiteral("--urls"),
-                                                   folder.filePath(QStringLiteral("gone-a")) +
-                                                       QLatin1Char(',') +
-                                                       folder.filePath(QStringLiteral("gone-b"))}
-                                    << QStringLiteral("clone data fail, ignore this copy");
-    QTest::newRow("own data") << QStringList{QStringLiteral("--text"), QStringLiteral("written back by us"),
-                                             QStringLiteral("--data"), MIME_IGNORE + QStringLiteral("=1")}
-                              << QStringLiteral("ignore own data");
-    QTest::newRow("marked secret") << QStringList{QStringLiteral("--text"), QStringLiteral("hunter2"),
-                                                  QStringLiteral("--data"),
-                                                  QStringLiteral("x-kde-passwordManagerHint=secret")}
-                                   << QStringLiteral("ignore password manager secret");
+    QTest::newRow("blanks") << QStringList{"--text", "  \t \n "} << "only contains space";
+    QTest::newRow("empty text") << QStringList{"--empty-text"} << "clone data fail, ignore this copy";
+    QTest::newRow("no file exists") << QStringList{"--urls", folder.filePath("gone-a") + ',' +
+                                                                 folder.filePath("gone-b")}
+                                    << "clone data fail, ignore this copy";
+    QTest::newRow("own data") << QStringList{"--text", "written back by us", "--data", MIME_IGNORE + "=1"}
+                              << "ignore own data";
+    QTest::newRow("marked secret") << QStringList{"--text", "hunter2", "--data",
+                                                  "x-kde-passwordManagerHint=secret"}
+                                   << "ignore password manager secret";
 }
 
 void TestCapture::noItem()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, logged);
-    const int stored = storedCount();
+    const int count = storedCount();
     QVERIFY(copy(arguments));
     QVERIFY(logShows(logged));
     QCOMPARE(model()->rowCount(), rowsBefore);
-    QCOMPARE(storedCount(), stored);
-}
-
-void TestCapture::onlyExistingFilesKept()
-{
-    const QString present = writeFile(QStringLiteral("kept file.txt"), "here");
-    const QString missing = folder.filePath(QStringLiteral("never written.txt"));
-    QVERIFY(copy({QStringLiteral("--urls"), present + QLatin1Char(',') + missing}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeFile));
-    QTRY_VERIFY(storedRow(item.hashValue).found);
-    QCOMPARE(deserializeUrls(storedRow(item.hashValue).dataMap.value(MIME_URI_LIST).toByteArray()),
-             QList<QUrl>{QUrl::fromLocalFile(present)});
-}
-
-void TestCapture::image()
-{
-    QVERIFY(copy({QStringLiteral("--image"), QStringLiteral("64x48")}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeImage));
-    QTRY_VERIFY(storedRow(item.hashValue).found);
-    const QByteArray png = storedRow(item.hashValue).dataMap.value(MIME_IMAGE_PNG).toByteArray();
-    QCOMPARE(QImage::fromData(png, "PNG").size(), QSize(64, 48));
-}
-
-void TestCapture::imageWithFilesIsImage()
-{
-    const QString file = writeFile(QStringLiteral("shot.png"), "not really");
-    QVERIFY(copy({QStringLiteral("--image"), QStringLiteral("20x10"), QStringLiteral("--urls"), file}));
-    const ItemData item = takeNewItem();
-    QCOMPARE(item.itemType, uint(ItemTypeImage));
-    QVERIFY(!item.dataMap.contains(MIME_URI_LIST));
+    QCOMPARE(storedCount(), count);
 }
 
 void TestCapture::sizeLimit()
 {
     QSettings *settings = Setting::instance().settings();
-    QVERIFY(settings);
-    settings->setValue(QStringLiteral("limit-singleSizeLimit"), 1);
-    settings->setValue(QStringLiteral("limit-exceedLimitNotify"), true);
+    settings->setValue("limit-singleSizeLimit", 1);
+    settings->setValue("limit-exceedLimitNotify", true);
     const int limit = 1 << 20;
     // The source path counts against the limit as well.
     const int pathSize = ownerPath.toUtf8().size();
 
-    const QString big = writeFile(QStringLiteral("big.txt"), QByteArray(2 * limit, 'b'));
-    QVERIFY(copy({QStringLiteral("--text-file"), big}));
-    QVERIFY(logShows(QStringLiteral("single size limit %1 byte").arg(limit)));
-    QVERIFY(logShows(QStringLiteral("notify single paste exceed the limit size")));
+    QVERIFY(copy({"--text-file", writeFile("big.txt", QByteArray(2 * limit, 'b'))}));
+    QVERIFY(logShows(QString("single size limit %1 byte").arg(limit)));
+    QVERIFY(logShows("notify single paste exceed the limit size"));
     QCOMPARE(model()->rowCount(), rowsBefore);
 
-    const QString over = writeFile(QStringLiteral("over.txt"), QByteArray(limit - pathSize + 1, 'o'));
-    QVERIFY(copy({QStringLiteral("--text-file"), over}));
-    QVERIFY(logShows(QStringLiteral("dataSize %1 byte").arg(limit + 1)));
+    QVERIFY(copy({"--text-file", writeFile("over.txt", QByteArray(limit - pathSize + 1, 'o'))}));
+    QVERIFY(logShows(QString("dataSize %1 byte").arg(limit + 1)));
     QCOMPARE(model()->rowCount(), rowsBefore);
 
-    const QString exact = writeFile(QStringLiteral("exact.txt"), QByteArray(limit - pathSize, 'e'));
-    QVERIFY(copy({QStringLiteral("--text-file"), exact}));
+    QVERIFY(copy({"--text-file", writeFile("exact.txt", QByteArray(limit - pathSize, 'e'))}));
     const ItemData item = takeNewItem();
     QCOMPARE(item.dataSize(), limit);
     QCOMPARE(item.dataMap.value(MIME_EXE_PATH).toString(), ownerPath);
 
-    settings->remove(QStringLiteral("limit-singleSizeLimit"));
-    settings->remove(QStringLiteral("limit-exceedLimitNotify"));
+    settings->remove("limit-singleSizeLimit");
+    settings->remove("limit-exceedLimitNotify");
 }
 
 void TestCapture::sameTextRefreshesOldItem()
 {
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("copied twice")}));
+    QVERIFY(copy({"--text", "copied twice"}));
     const ItemData first = takeNewItem();
-    QTRY_VERIFY(storedRow(first.hashValue).found);
-    const int stored = storedCount();
+    QTRY_VERIFY(stored(first.hashValue).hashValue);
+    const int count = storedCount();
 
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("something between")}));
+    QVERIFY(copy({"--text", "something between"}));
     takeNewItem();
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("copied twice")}));
-    auto current = [&] {
+    QVERIFY(copy({"--text", "copied twice"}));
+    const auto current = [&] {
         for (const ItemData &item : model()->items())
             if (item.hashValue == first.hashValue)
                 return item;
@@ -355,14 +310,14 @@ void TestCapture::sameTextRefreshesOldItem()
     QTRY_VERIFY(current().createTime > first.createTime);
     QCOMPARE(current().lastActiveTime, current().createTime);
     QCOMPARE(model()->rowCount(), rowsBefore);
-    QTRY_COMPARE(storedRow(first.hashValue).createTime, current().createTime);
-    QCOMPARE(storedRow(first.hashValue).lastActiveTime, current().createTime);
-    QCOMPARE(storedCount(), stored + 1);
+    QTRY_COMPARE(stored(first.hashValue).createTime, current().createTime);
+    QCOMPARE(stored(first.hashValue).lastActiveTime, current().createTime);
+    QCOMPARE(storedCount(), count + 1);
 }
 
 QString TestCapture::copyProgram(const QString &from, const QString &folderName)
 {
-    const QString target = folder.filePath(folderName + QLatin1Char('/') + QFileInfo(from).fileName());
+    const QString target = folder.filePath(folderName + '/' + QFileInfo(from).fileName());
     if (!QDir().mkpath(folder.filePath(folderName)) || !QFile::copy(from, target))
         return QString();
     return QFileInfo(target).canonicalFilePath();
@@ -372,51 +327,48 @@ void TestCapture::terminalCopyCreditedToGitBash()
 {
     // Only the path matters: a copy of the owner in a "mintty" folder, and a
     // shell in a "git-bash" folder that starts it as a child.
-    const QString terminal = copyProgram(QStringLiteral(CLIPOWNER_PATH), QStringLiteral("mintty"));
-    const QString gitBash = copyProgram(QStringLiteral("/bin/sh"), QStringLiteral("git-bash"));
+    const QString terminal = copyProgram(CLIPOWNER_PATH, "mintty");
+    const QString gitBash = copyProgram("/bin/sh", "git-bash");
     QVERIFY(!terminal.isEmpty() && !gitBash.isEmpty());
 
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("terminal on its own")}, terminal));
+    QVERIFY(copy({"--text", "terminal on its own"}, terminal));
     QCOMPARE(takeNewItem().dataMap.value(MIME_EXE_PATH).toString(), terminal);
 
     // The trailing ":" keeps the shell from replacing itself with the owner.
-    QVERIFY(copy({QStringLiteral("-c"), QStringLiteral("\"$0\" \"$@\"; :"), terminal,
-                  QStringLiteral("--text"), QStringLiteral("terminal under git-bash")},
-                 gitBash));
+    QVERIFY(copy({"-c", "\"$0\" \"$@\"; :", terminal, "--text", "terminal under git-bash"}, gitBash));
     QCOMPARE(takeNewItem().dataMap.value(MIME_EXE_PATH).toString(), gitBash);
 }
 
 void TestCapture::forkedOwnerLeavesNoPath()
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("xclip")).isEmpty())
+    if (QStandardPaths::findExecutable("xclip").isEmpty())
         QSKIP("xclip is not installed");
     rowsBefore = model()->rowCount();
     markLog();
     // xclip forks after taking the clipboard: the process that made the
     // owner window has left by the time it is asked about.
     QProcess xclip;
-    xclip.start(QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard")});
+    xclip.start("xclip", {"-selection", "clipboard"});
     QVERIFY(xclip.waitForStarted());
     xclip.write("from a forked owner");
     xclip.closeWriteChannel();
     QVERIFY(xclip.waitForFinished());
     const ItemData item = takeNewItem();
-    QCOMPARE(item.text(), QStringLiteral("from a forked owner"));
+    QCOMPARE(item.text(), "from a forked owner");
     QVERIFY(item.dataMap.contains(MIME_EXE_PATH));
     QCOMPARE(item.dataMap.value(MIME_EXE_PATH).toString(), QString());
-    QVERIFY(logShows(QStringLiteral("Failed to open process.")));
+    QVERIFY(logShows("Failed to open process."));
 }
 
 void TestCapture::ownerExitAddsNothing()
 {
-    QVERIFY(copy({QStringLiteral("--text"), QStringLiteral("owner about to leave")}));
+    QVERIFY(copy({"--text", "owner about to leave"}));
     takeNewItem();
     const int rows = model()->rowCount();
     markLog();
-    QProcess *owner = owners.last();
-    owner->kill();
-    QVERIFY(owner->waitForFinished());
-    QVERIFY(logShows(QStringLiteral("text 0 html 0 image 0 url 0 data format (  )")));
+    owners.last()->kill();
+    QVERIFY(owners.last()->waitForFinished());
+    QVERIFY(logShows("text 0 html 0 image 0 url 0 data format (  )"));
     QCOMPARE(model()->rowCount(), rows);
     QVERIFY(QGuiApplication::clipboard()->text().isEmpty());
 }
@@ -427,17 +379,15 @@ void TestCapture::windowSizeIsStored()
     QVERIFY(QTest::qWaitForWindowExposed(window));
     QCOMPARE(window->minimumSize(), QSize(450, 450));
     window->resize(700, 600);
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     QTRY_VERIFY(Setting::instance().getMainWindowSize(width, height) && width == 700 && height == 600);
 
     auto *countLabel = window->findChild<QLabel *>();
     QVERIFY(countLabel);
-    QCOMPARE(countLabel->text(), QString::number(model()->rowCount()) + QStringLiteral("个复制项"));
+    QCOMPARE(countLabel->text(), QString::number(model()->rowCount()) + "个复制项");
 
     MainWindow second;
     QCOMPARE(second.size(), QSize(700, 600));
-    QCOMPARE(second.objectName(), QStringLiteral("MainWindow"));
     window->hide();
 }
 

@@ -1,5 +1,6 @@
 // The rules that turn clipboard formats into an item's data map, on
-// hand-made data: no clipboard, no other process.
+// hand-made data: no clipboard, no other process. The common cases run end
+// to end in tst_capture; these are the corners.
 
 #include <QFile>
 #include <QMimeData>
@@ -14,32 +15,14 @@
 #include "item/itemdata.h"
 
 namespace {
-
-struct Clone
+QImage pattern()
 {
-    bool ok = false;
-    uint type = 0;
-    QVariantMap map;
-    QImage image;
-};
-
-Clone clone(const QMimeData *data, QVariantMap map = QVariantMap())
-{
-    Clone result;
-    result.map = map;
-    result.ok = cloneData(data, result.map, result.type, result.image);
-    return result;
-}
-
-QImage pattern(int width, int height)
-{
-    QImage image(width, height, QImage::Format_RGB32);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
+    QImage image(40, 30, QImage::Format_RGB32);
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
             image.setPixel(x, y, qRgb(x * 7, y * 5, (x + y) & 0xFF));
     return image;
 }
-
 } // namespace
 
 class TestCloneData : public QObject
@@ -48,23 +31,12 @@ class TestCloneData : public QObject
 
 private slots:
     void initTestCase();
-    void textStage_data();
-    void textStage();
-    void keepsOnlyExistingFiles();
-    void webUrlsLeaveItToTheText();
-    void goneFiles_data();
-    void goneFiles();
-    void imageIsStoredAsPng();
-    void pixmapIsConvertedToo();
-    void imageBeatsFilesAndText();
-    void nullImageFallsThrough();
+    void rules_data();
+    void rules();
     void keepsWhatTheMapAlreadyHolds();
-    void noDataMakesNothing();
 
 private:
-    QString makeFile(const QString &name);
-    QUrl goneUrl(const QString &name) const { return QUrl::fromLocalFile(dir.filePath(name)); }
-
+    QString file(const QString &name) const { return dir.filePath(name); }
     QTemporaryDir dir;
 };
 
@@ -72,184 +44,130 @@ void TestCloneData::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(dir.isValid());
+    for (const char *name : {"first file.txt", "second.txt", "picture.png"}) {
+        QFile existing(file(name));
+        QVERIFY(existing.open(QIODevice::WriteOnly));
+    }
 }
 
-QString TestCloneData::makeFile(const QString &name)
+void TestCloneData::rules_data()
 {
-    QFile file(dir.filePath(name));
-    if (!file.open(QIODevice::WriteOnly))
-        return QString();
-    file.write("content");
-    return file.fileName();
-}
-
-void TestCloneData::textStage_data()
-{
-    QTest::addColumn<QString>("text"); // null: no text format
+    QTest::addColumn<QString>("text"); // null: no such format
     QTest::addColumn<QString>("html");
-    QTest::addColumn<uint>("type");
-    QTest::addColumn<QString>("stored");
+    QTest::addColumn<QStringList>("urls"); // a leading / is a local file
+    QTest::addColumn<QString>("image");    // image, pixmap, null or none
+    QTest::addColumn<uint>("type");        // 0: no item
+    QTest::addColumn<QString>("stored");   // the text, the files or "png"
+
     const QString none;
+    const auto textRow = [&](const char *name, const QString &text, uint type) {
+        QTest::newRow(name) << text << none << QStringList() << none << type << (type ? text : none);
+    };
+    textRow("ftp link", "ftp://files.example.org/x", ItemTypeLink);
+    textRow("two addresses", "https://a.example https://b.example", ItemTypeText);
+    textRow("no scheme", "example.org", ItemTypeText);
+    textRow("space inside", "https://example.org/a b", ItemTypeText);
+    textRow("mail address", "mailto:x@y.org", ItemTypeText);
+    textRow("no host", "http://.x", ItemTypeText);
+    textRow("nothing known", none, 0);
     QTest::newRow("text wins over html")
-        << QStringLiteral("plain words") << QStringLiteral("<b>rich words</b>") << uint(ItemTypeText)
-        << QStringLiteral("plain words");
-    QTest::newRow("html only") << none
-                               << QStringLiteral("<html><body><p>Hello <i>there</i></p></body></html>")
-                               << uint(ItemTypeText) << QStringLiteral("Hello there");
-    QTest::newRow("blanks") << QStringLiteral(" \t\n  \r\n") << none << 0u << none;
-    QTest::newRow("blank html") << none << QStringLiteral("<p>   </p>") << 0u << none;
-    QTest::newRow("web address") << QStringLiteral("https://example.org/a?b=c") << none << uint(ItemTypeLink)
-                                 << QStringLiteral("https://example.org/a?b=c");
-    QTest::newRow("ftp") << QStringLiteral("ftp://files.example.org/x") << none << uint(ItemTypeLink)
-                         << QStringLiteral("ftp://files.example.org/x");
-    QTest::newRow("leading space") << QStringLiteral(" https://example.org/") << none << uint(ItemTypeText)
-                                   << QStringLiteral(" https://example.org/");
-    QTest::newRow("two addresses") << QStringLiteral("https://a.example https://b.example") << none
-                                   << uint(ItemTypeText)
-                                   << QStringLiteral("https://a.example https://b.example");
-    QTest::newRow("no scheme") << QStringLiteral("example.org") << none << uint(ItemTypeText)
-                               << QStringLiteral("example.org");
+        << "plain words"
+        << "<b>rich words</b>" << QStringList() << none << uint(ItemTypeText) << "plain words";
+    QTest::newRow("blank html") << none << "<p>   </p>" << QStringList() << none << 0u << none;
+
+    // Qt reads a file list as text as well; that text is not kept.
+    const QString first = file("first file.txt"), second = file("second.txt"), gone = file("gone a.txt");
+    QTest::newRow("only existing files")
+        << none << none << QStringList{first, file("gone.txt"), "https://example.org/", second} << none
+        << uint(ItemTypeFile) << first + ',' + second;
+    // What a browser offers for a copied link: the list and the same text.
+    QTest::newRow("web url alone") << none << none << QStringList{"https://example.org/p"} << none << 0u
+                                   << none;
+    QTest::newRow("web url and text")
+        << "https://example.org/p" << none << QStringList{"https://example.org/p"} << none
+        << uint(ItemTypeLink) << "https://example.org/p";
+
+    // Files that are all gone: text that only names them makes no item either.
+    const QStringList goneFiles{gone, file("gone-b.txt")};
+    const QUrl a = QUrl::fromLocalFile(gone), b = QUrl::fromLocalFile(file("gone-b.txt"));
+    const auto goneRow = [&](const char *name, const QString &text, uint type) {
+        QTest::newRow(name) << text << none << goneFiles << none << type << (type ? text : none);
+    };
+    goneRow("gone, no text", none, 0);
+    goneRow("gone, urls", a.toString() + '\n' + b.toString() + '\n', 0);
+    goneRow("gone, encoded urls", a.toString(QUrl::FullyEncoded) + "\r\n" + b.toString(), 0);
+    goneRow("gone, paths", a.toLocalFile() + '\n' + b.toLocalFile(), 0);
+    goneRow("gone, other words", "notes about the files", ItemTypeText);
+    goneRow("gone, a path and more", a.toLocalFile() + "\nand more", ItemTypeText);
+
+    QTest::newRow("image") << none << none << QStringList() << "image" << uint(ItemTypeImage) << "png";
+    QTest::newRow("pixmap") << none << none << QStringList() << "pixmap" << uint(ItemTypeImage) << "png";
+    QTest::newRow("image beats files and text")
+        << "https://example.org/" << none << QStringList{file("picture.png")} << "image"
+        << uint(ItemTypeImage) << "png";
+    QTest::newRow("null image falls through")
+        << "still text" << none << QStringList() << "null" << uint(ItemTypeText) << "still text";
 }
 
-void TestCloneData::textStage()
+void TestCloneData::rules()
 {
     QFETCH(QString, text);
     QFETCH(QString, html);
+    QFETCH(QStringList, urls);
+    QFETCH(QString, image);
     QFETCH(uint, type);
     QFETCH(QString, stored);
+
     QMimeData data;
+    data.setData("application/x-unknown", "bytes");
+    if (!urls.isEmpty()) {
+        QList<QUrl> list;
+        for (const QString &url : urls)
+            list << (url.startsWith('/') ? QUrl::fromLocalFile(url) : QUrl(url));
+        data.setUrls(list);
+    }
     if (!text.isNull())
         data.setText(text);
     if (!html.isNull())
         data.setHtml(html);
-    const Clone result = clone(&data);
-    QCOMPARE(result.ok, type != 0);
-    QCOMPARE(result.type, type);
-    QCOMPARE(result.map.value(MIME_TEXT).toString(), stored);
-    QVERIFY(!result.map.contains(MIME_HTML));
-    QVERIFY(result.image.isNull());
-}
+    if (image == "image" || image == "null")
+        data.setImageData(image == "image" ? pattern() : QImage());
+    else if (image == "pixmap")
+        data.setImageData(QPixmap::fromImage(pattern()));
 
-void TestCloneData::keepsOnlyExistingFiles()
-{
-    const QString first = makeFile(QStringLiteral("first file.txt"));
-    const QString second = makeFile(QStringLiteral("second.txt"));
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(first), goneUrl(QStringLiteral("gone.txt")),
-                  QUrl(QStringLiteral("https://example.org/")), QUrl::fromLocalFile(second)});
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeFile));
-    QCOMPARE(deserializeUrls(result.map.value(MIME_URI_LIST).toByteArray()),
-             (QList<QUrl>{QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)}));
-    // Qt reads the list as text as well; that text is not kept.
-    QVERIFY(!result.map.contains(MIME_TEXT));
-}
-
-void TestCloneData::webUrlsLeaveItToTheText()
-{
-    QMimeData data;
-    data.setUrls({QUrl(QStringLiteral("https://example.org/page"))});
-    QVERIFY(!clone(&data).ok);
-    // What a browser offers for a copied link: the list and the same text.
-    data.setText(QStringLiteral("https://example.org/page"));
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeLink));
-    QVERIFY(!result.map.contains(MIME_URI_LIST));
-}
-
-void TestCloneData::goneFiles_data()
-{
-    const QUrl a = goneUrl(QStringLiteral("gone a.txt"));
-    const QUrl b = goneUrl(QStringLiteral("gone-b.txt"));
-    QTest::addColumn<QString>("text"); // null: no text format
-    QTest::addColumn<uint>("type");
-    QTest::newRow("no text") << QString() << 0u;
-    QTest::newRow("urls") << a.toString() + QLatin1Char('\n') + b.toString() + QLatin1Char('\n') << 0u;
-    QTest::newRow("encoded urls") << a.toString(QUrl::FullyEncoded) + QStringLiteral("\r\n") + b.toString()
-                                  << 0u;
-    QTest::newRow("paths") << a.toLocalFile() + QLatin1Char('\n') + b.toLocalFile() << 0u;
-    QTest::newRow("other words") << QStringLiteral("notes about the files") << uint(ItemTypeText);
-    QTest::newRow("a path and more") << a.toLocalFile() + QStringLiteral("\nand more") << uint(ItemTypeText);
-}
-
-void TestCloneData::goneFiles()
-{
-    QFETCH(QString, text);
-    QFETCH(uint, type);
-    QMimeData data;
-    data.setUrls({goneUrl(QStringLiteral("gone a.txt")), goneUrl(QStringLiteral("gone-b.txt"))});
-    if (!text.isNull())
-        data.setText(text);
-    const Clone result = clone(&data);
-    QCOMPARE(result.ok, type != 0);
-    QCOMPARE(result.type, type);
-    QVERIFY(!result.map.contains(MIME_URI_LIST));
-    QCOMPARE(result.map.contains(MIME_TEXT), type != 0);
-}
-
-void TestCloneData::imageIsStoredAsPng()
-{
-    const QImage source = pattern(40, 30);
-    QMimeData data;
-    data.setImageData(source);
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeImage));
-    const QByteArray png = result.map.value(MIME_IMAGE_PNG).toByteArray();
-    QVERIFY(png.startsWith("\x89PNG"));
-    QCOMPARE(QImage::fromData(png, "PNG").convertToFormat(QImage::Format_RGB32), source);
-    QCOMPARE(result.image, source);
-}
-
-void TestCloneData::pixmapIsConvertedToo()
-{
-    QMimeData data;
-    data.setImageData(QPixmap::fromImage(pattern(16, 12)));
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeImage));
-    QCOMPARE(result.image.size(), QSize(16, 12));
-}
-
-void TestCloneData::imageBeatsFilesAndText()
-{
-    QMimeData data;
-    data.setImageData(pattern(8, 8));
-    data.setUrls({QUrl::fromLocalFile(makeFile(QStringLiteral("picture.png")))});
-    data.setText(QStringLiteral("https://example.org/"));
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeImage));
-    QVERIFY(result.map.contains(MIME_IMAGE_PNG));
-    QVERIFY(!result.map.contains(MIME_URI_LIST));
-    QVERIFY(!result.map.contains(MIME_TEXT));
-}
-
-void TestCloneData::nullImageFallsThrough()
-{
-    QMimeData data;
-    data.setImageData(QImage());
-    data.setText(QStringLiteral("still text"));
-    const Clone result = clone(&data);
-    QCOMPARE(result.type, uint(ItemTypeText));
-    QVERIFY(!result.map.contains(MIME_IMAGE_PNG));
-    QVERIFY(result.image.isNull());
+    QVariantMap map;
+    uint itemType = 0;
+    QImage taken;
+    QCOMPARE(cloneData(&data, map, itemType, taken), type != 0);
+    QCOMPARE(itemType, type);
+    // Exactly one payload is kept: the text, the existing files or the PNG.
+    QString found;
+    if (map.contains(MIME_TEXT))
+        found = map.value(MIME_TEXT).toString();
+    for (const QUrl &url : deserializeUrls(map.value(MIME_URI_LIST).toByteArray()))
+        found += (found.isEmpty() ? "" : ",") + url.toLocalFile();
+    if (map.contains(MIME_IMAGE_PNG)) {
+        const QImage png = QImage::fromData(map.value(MIME_IMAGE_PNG).toByteArray(), "PNG");
+        QCOMPARE(png.convertToFormat(QImage::Format_RGB32), pattern());
+        QCOMPARE(taken.convertToFormat(QImage::Format_RGB32), pattern());
+        found += "png";
+    } else {
+        QVERIFY(taken.isNull());
+    }
+    QCOMPARE(found, stored);
+    QCOMPARE(map.size(), type ? 1 : 0);
 }
 
 void TestCloneData::keepsWhatTheMapAlreadyHolds()
 {
+    QVariantMap map{{MIME_EXE_PATH, "/usr/bin/editor"}};
+    uint type = 0;
+    QImage image;
+    QVERIFY(!cloneData(nullptr, map, type, image));
     QMimeData data;
-    data.setText(QStringLiteral("words"));
-    const Clone result = clone(&data, {{MIME_EXE_PATH, QStringLiteral("/usr/bin/editor")}});
-    QCOMPARE(result.map.value(MIME_EXE_PATH).toString(), QStringLiteral("/usr/bin/editor"));
-    QCOMPARE(result.map.size(), 2);
-}
-
-void TestCloneData::noDataMakesNothing()
-{
-    QVERIFY(!clone(nullptr).ok);
-    QMimeData unknown;
-    unknown.setData(QStringLiteral("application/x-unknown"), "bytes");
-    const Clone result = clone(&unknown);
-    QVERIFY(!result.ok);
-    QVERIFY(result.map.isEmpty());
+    data.setText("words");
+    QVERIFY(cloneData(&data, map, type, image));
+    QCOMPARE(map, (QVariantMap{{MIME_EXE_PATH, "/usr/bin/editor"}, {MIME_TEXT, "words"}}));
 }
 
 QTEST_MAIN(TestCloneData)

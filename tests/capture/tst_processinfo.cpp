@@ -20,9 +20,7 @@ class TestProcessInfo : public QObject
 
 private slots:
     void initTestCase();
-    void ownProcess();
-    void childProcess();
-    void replacedExecutableKeepsItsPath();
+    void liveProcesses();
     void missingProcess();
     void noWindowSystemMeansNoOwner();
 
@@ -37,38 +35,23 @@ void TestProcessInfo::initTestCase()
     initLog(LogDebug, dir.path());
 }
 
-void TestProcessInfo::ownProcess()
+void TestProcessInfo::liveProcesses()
 {
     QCOMPARE(platform::currentProcessId(), QCoreApplication::applicationPid());
     QString path;
     QVERIFY(platform::executablePath(platform::currentProcessId(), path));
     QCOMPARE(path, QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
-}
 
-void TestProcessInfo::childProcess()
-{
+    // A child whose program file is deleted while it runs keeps its path.
+    const QString copy = dir.filePath("short lived");
+    QVERIFY(QFile::copy(QStandardPaths::findExecutable("sleep"), copy));
     QProcess child;
-    child.start(QStringLiteral("sleep"), {QStringLiteral("30")});
-    QVERIFY(child.waitForStarted());
-    QCOMPARE(getParentPid(child.processId()), platform::currentProcessId());
-    QString path;
-    QVERIFY(getPathByPid(child.processId(), path));
-    QCOMPARE(QFileInfo(path).fileName(), QStringLiteral("sleep"));
-    child.kill();
-    child.waitForFinished();
-}
-
-void TestProcessInfo::replacedExecutableKeepsItsPath()
-{
-    const QString copy = dir.filePath(QStringLiteral("short lived"));
-    QVERIFY(QFile::copy(QStandardPaths::findExecutable(QStringLiteral("sleep")), copy));
-    QProcess child;
-    child.start(copy, {QStringLiteral("30")});
+    child.start(copy, {"30"});
     QVERIFY(child.waitForStarted());
     QVERIFY(QFile::remove(copy));
-    QString path;
-    QVERIFY(platform::executablePath(child.processId(), path));
-    QCOMPARE(path, QFileInfo(dir.path()).canonicalFilePath() + QStringLiteral("/short lived"));
+    QCOMPARE(getParentPid(child.processId()), platform::currentProcessId());
+    QVERIFY(getPathByPid(child.processId(), path));
+    QCOMPARE(path, QFileInfo(dir.path()).canonicalFilePath() + "/short lived");
     child.kill();
     child.waitForFinished();
 }
@@ -77,11 +60,11 @@ void TestProcessInfo::missingProcess()
 {
     // Above any pid the kernel hands out.
     const platform::ProcessId gone = 0x7FFFFFF0;
-    QString path = QStringLiteral("untouched");
+    QString path = "untouched";
     platform::PathError error = platform::PathError::None;
     QVERIFY(!platform::executablePath(gone, path, &error));
     QCOMPARE(error, platform::PathError::OpenFailed);
-    QCOMPARE(path, QStringLiteral("untouched"));
+    QCOMPARE(path, "untouched");
     QCOMPARE(getParentPid(gone), 0);
     QCOMPARE(getParentPid(0), 0);
 }
