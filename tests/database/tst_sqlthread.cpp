@@ -52,40 +52,26 @@ struct LoadReceiver : QObject
     }
 };
 
-// Reads and writes the file on a connection of its own, as an outsider would.
-class DbProbe
+// Runs a statement on a connection of its own to the file, as an outsider
+// would, and returns the first column of the result; `ok` says whether it ran.
+QVariantList sql(const QString &path, const QString &statement, const QVariantList &values = {},
+                 bool *ok = nullptr)
 {
-public:
-    explicit DbProbe(const QString &path) : name(QString("probe-%1").arg(++counter))
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
-        db.setDatabaseName(path);
-        db.open();
-    }
-    ~DbProbe() { QSqlDatabase::removeDatabase(name); }
-
-    bool exec(const QString &statement, const QVariantList &values = {})
-    {
-        QSqlQuery query(QSqlDatabase::database(name));
-        query.prepare(statement);
-        for (const QVariant &value : values)
-            query.addBindValue(value);
-        return query.exec();
-    }
-    QVariantList column(const QString &statement)
-    {
-        QSqlQuery query(QSqlDatabase::database(name));
-        QVariantList values;
-        for (query.exec(statement); query.next();)
-            values << query.value(0);
-        return values;
-    }
-    QVariant value(const QString &statement) { return column(statement).value(0); }
-
-private:
-    static inline int counter = 0;
-    QString name;
-};
+    if (!QSqlDatabase::contains(path))
+        QSqlDatabase::addDatabase("QSQLITE", path).setDatabaseName(path);
+    QSqlDatabase db = QSqlDatabase::database(path);
+    QSqlQuery query(db);
+    query.prepare(statement);
+    for (const QVariant &value : values)
+        query.addBindValue(value);
+    const bool ran = query.exec();
+    if (ok)
+        *ok = ran;
+    QVariantList column;
+    while (query.next())
+        column << query.value(0);
+    return column;
+}
 
 QByteArray pngBytes(int size, Qt::GlobalColor color)
 {
@@ -142,6 +128,17 @@ private:
     void flush(SqlManager &manager);
     QByteArray logText() const;
     QString dbPath() const { return folder->filePath("vorlik.db"); }
+    QVariantList sql(const QString &statement, const QVariantList &values = {})
+    {
+        return ::sql(dbPath(), statement, values);
+    }
+    QVariant sqlValue(const QString &statement) { return sql(statement).value(0); }
+    bool sqlRuns(const QString &statement, const QVariantList &values = {})
+    {
+        bool ok = false;
+        ::sql(dbPath(), statement, values, &ok);
+        return ok;
+    }
 
     std::unique_ptr<TempAppFolder> folder;
 };
@@ -191,13 +188,9 @@ void TestSqlThread::firstStartCreatesEverything()
     QVERIFY(receiver.tabs.isEmpty() && receiver.icons.isEmpty() && receiver.items.isEmpty());
     QVERIFY(manager->worker()->isRunning());
 
-    DbProbe probe(dbPath());
     const auto columns = [&](const char *table) {
-        return probe.value(QString("SELECT group_concat(name) FROM pragma_table_info('%1')").arg(table));
+        return sqlValue(QString("SELECT group_concat(name) FROM pragma_table_info('%1')").arg(table));
     };
-    QCOMPARE(probe.value("SELECT group_concat(name) FROM (SELECT name FROM sqlite_master WHERE type = "
-                         "'table' ORDER BY name)"),
-             "clipboard_history,icon_table,tab_data_table");
     QCOMPARE(columns("clipboard_history"),
              "hashValue,iconHashValue,itemType,createTime,lastActiveTime,content");
     QCOMPARE(columns("icon_table"), "iconHashValue,path,icon");
@@ -210,23 +203,18 @@ void TestSqlThread::firstStartCreatesEverything()
 
 void TestSqlThread::existingTablesKeptMissingOneAdded()
 {
-    {
-        // An older shape with an extra column, and no icon table at all.
-        DbProbe probe(dbPath());
-        QVERIFY(probe.exec(kHistorySchema + ", note TEXT)"));
-        QVERIFY(probe.exec(
-            "CREATE TABLE tab_data_table (tabId INTEGER PRIMARY KEY, tabName TEXT, autoDelete INT)"));
-        QVERIFY(
-            probe.exec("INSERT INTO clipboard_history VALUES(?, 9, 4, 1700000000000, 1700000000001, ?, 'x')",
-                       {4000000000u, serializeDataMap(textMap("old"))}));
-        QVERIFY(probe.exec("INSERT INTO tab_data_table VALUES(20, 'work', 0)"));
-    }
-    const QVariantList schemaBefore = DbProbe(dbPath()).column("SELECT sql FROM sqlite_master ORDER BY name");
+    // An older shape with an extra column, and no icon table at all.
+    QVERIFY(sqlRuns(kHistorySchema + ", note TEXT)"));
+    QVERIFY(sqlRuns("CREATE TABLE tab_data_table (tabId INTEGER PRIMARY KEY, tabName TEXT, autoDelete INT)"));
+    QVERIFY(sqlRuns("INSERT INTO clipboard_history VALUES(?, 9, 4, 1700000000000, 1700000000001, ?, 'x')",
+                    {4000000000u, serializeDataMap(textMap("old"))}));
+    QVERIFY(sqlRuns("INSERT INTO tab_data_table VALUES(20, 'work', 0)"));
+    const QVariantList schemaBefore = sql("SELECT sql FROM sqlite_master ORDER BY name");
 
     LoadReceiver receiver;
     auto manager = start(receiver);
     QTRY_COMPARE(receiver.order.size(), 3);
-    QVariantList schemaAfter = DbProbe(dbPath()).column("SELECT sql FROM sqlite_master ORDER BY name");
+    QVariantList schemaAfter = sql("SELECT sql FROM sqlite_master ORDER BY name");
     QCOMPARE(schemaAfter.size(), 3);
     QVERIFY(schemaAfter.takeAt(1).toString().startsWith("CREATE TABLE icon_table"));
     QCOMPARE(schemaAfter, schemaBefore);
@@ -243,7 +231,7 @@ void TestSqlThread::existingTablesKeptMissingOneAdded()
 
     emit manager->insertIconSignal(11, "/opt/app", pngBytes(4, Qt::blue));
     flush(*manager);
-    QCOMPARE(DbProbe(dbPath()).value("SELECT count(*) FROM icon_table"), 1);
+    QCOMPARE(sqlValue("SELECT count(*) FROM icon_table"), 1);
 }
 
 void TestSqlThread::startFailureEndsThread_data()
@@ -269,7 +257,7 @@ void TestSqlThread::startFailureEndsThread()
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         path = blocker.fileName() + "/vorlik.db";
     } else {
-        QVERIFY(DbProbe(path).exec(prepare));
+        QVERIFY(sqlRuns(prepare));
     }
 
     LoadReceiver receiver;
@@ -278,8 +266,7 @@ void TestSqlThread::startFailureEndsThread()
     QVERIFY(logText().contains(logged.toUtf8()));
     QVERIFY(!logText().contains("sql thread finish"));
     if (!tables.isEmpty())
-        QCOMPARE(DbProbe(path).value("SELECT group_concat(name) FROM sqlite_master WHERE type = 'table'"),
-                 tables);
+        QCOMPARE(sqlValue("SELECT group_concat(name) FROM sqlite_master WHERE type = 'table'"), tables);
 
     // Nothing is loaded, and later writes go nowhere.
     emit manager->insertSignal(makeItem(1, ItemTypeText, textMap("lost")));
@@ -314,8 +301,8 @@ void TestSqlThread::writtenRecordsReload()
         emit manager->insertTabDataSignal(20, "renamed", false); // an edit replaces the row
         flush(*manager);
     }
-    QCOMPARE(DbProbe(dbPath()).column("SELECT DISTINCT typeof(createTime) || typeof(lastActiveTime) || "
-                                      "typeof(content) FROM clipboard_history"),
+    QCOMPARE(sql("SELECT DISTINCT typeof(createTime) || typeof(lastActiveTime) || "
+                 "typeof(content) FROM clipboard_history"),
              QVariantList{"integerintegerblob"});
 
     LoadReceiver receiver;
@@ -362,15 +349,13 @@ void TestSqlThread::writesRunInEmissionOrder()
     QCOMPARE(receiver.order.size(), 3);
     QVERIFY(receiver.items.isEmpty());
 
-    DbProbe probe(dbPath());
-    QCOMPARE(
-        probe.column("SELECT hashValue || '/' || createTime || '/' || lastActiveTime FROM clipboard_history"),
-        QVariantList{"10/6000/7000"});
+    QCOMPARE(sql("SELECT hashValue || '/' || createTime || '/' || lastActiveTime FROM clipboard_history"),
+             QVariantList{"10/6000/7000"});
     QVariantMap content;
-    deserializeDataMap(probe.value("SELECT content FROM clipboard_history").toByteArray(), content);
+    deserializeDataMap(sqlValue("SELECT content FROM clipboard_history").toByteArray(), content);
     QCOMPARE(content, textMap("v3"));
-    QCOMPARE(probe.column("SELECT path FROM icon_table"), QVariantList{"/a"});
-    QCOMPARE(probe.column("SELECT tabId FROM tab_data_table"), QVariantList{31});
+    QCOMPARE(sql("SELECT path FROM icon_table"), QVariantList{"/a"});
+    QCOMPARE(sql("SELECT tabId FROM tab_data_table"), QVariantList{31});
 
     // The two duplicate inserts, and nothing else, failed.
     const QByteArray log = logText();
@@ -382,8 +367,8 @@ void TestSqlThread::writesRunInEmissionOrder()
     emit manager->deleteAllItemsSignal();
     emit manager->insertSignal(makeItem(12, ItemTypeText, textMap("after")));
     flush(*manager);
-    QCOMPARE(probe.column("SELECT hashValue FROM clipboard_history"), QVariantList{12});
-    QCOMPARE(probe.value("SELECT (SELECT count(*) FROM icon_table) || (SELECT count(*) FROM tab_data_table)"),
+    QCOMPARE(sql("SELECT hashValue FROM clipboard_history"), QVariantList{12});
+    QCOMPARE(sqlValue("SELECT (SELECT count(*) FROM icon_table) || (SELECT count(*) FROM tab_data_table)"),
              "11");
 }
 
@@ -392,17 +377,13 @@ void TestSqlThread::damagedBlobsLoadWhatIsReadable()
     const QByteArray ids = serializeCustomIds({20, 21, 22});
     const QVariantMap truncatedIds = {{MIME_TEXT, QByteArray("cut")}, {MIME_CUSTOM_ID, ids.chopped(2)}};
     const QByteArray content = serializeDataMap(textMap("plain"));
-    {
-        DbProbe probe(dbPath());
-        QVERIFY(probe.exec(kHistorySchema + ")"));
-        QVERIFY(
-            probe.exec("CREATE TABLE icon_table (iconHashValue INTEGER PRIMARY KEY, path TEXT, icon BLOB)"));
-        const QString insert = "INSERT INTO clipboard_history VALUES(?, 0, 4, 1, 2, ?)";
-        QVERIFY(probe.exec(insert, {1, serializeDataMap(truncatedIds)}));
-        QVERIFY(probe.exec(insert, {2, serializeDataMap({{MIME_CUSTOM_ID, ids}})}));
-        QVERIFY(probe.exec(insert, {3, content.chopped(1)}));
-        QVERIFY(probe.exec("INSERT INTO icon_table VALUES(10, '/usr/bin/broken', x'00ff')"));
-    }
+    QVERIFY(sqlRuns(kHistorySchema + ")"));
+    QVERIFY(sqlRuns("CREATE TABLE icon_table (iconHashValue INTEGER PRIMARY KEY, path TEXT, icon BLOB)"));
+    const QString insert = "INSERT INTO clipboard_history VALUES(?, 0, 4, 1, 2, ?)";
+    QVERIFY(sqlRuns(insert, {1, serializeDataMap(truncatedIds)}));
+    QVERIFY(sqlRuns(insert, {2, serializeDataMap({{MIME_CUSTOM_ID, ids}})}));
+    QVERIFY(sqlRuns(insert, {3, content.chopped(1)}));
+    QVERIFY(sqlRuns("INSERT INTO icon_table VALUES(10, '/usr/bin/broken', x'00ff')"));
     LoadReceiver receiver;
     auto manager = start(receiver);
     QTRY_COMPARE(receiver.order.size(), 3);
@@ -442,7 +423,7 @@ void TestSqlThread::attachFeedsWindowAndRelaysModel()
     model->addItem(makeItem(2, ItemTypeText, textMap("new")));
     model->removeItem(1);
     flush(manager);
-    QCOMPARE(DbProbe(dbPath()).column("SELECT hashValue FROM clipboard_history"), QVariantList{2});
+    QCOMPARE(sql("SELECT hashValue FROM clipboard_history"), QVariantList{2});
     QCOMPARE(logText().count("fail to"), 0);
 }
 
