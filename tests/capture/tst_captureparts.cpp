@@ -1,18 +1,26 @@
-// The rules that turn clipboard formats into an item's data map, on
-// hand-made data: no clipboard, no other process. The common cases run end
-// to end in tst_capture; these are the corners.
+// The capture's parts that need no X server: the rules that turn clipboard
+// formats into an item's data map, on hand-made data (the common cases run
+// end to end in tst_capture; these are the corners), and what the
+// attribution learns about a process or says when it cannot tell.
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QPixmap>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "common/log.h"
 #include "common/mime.h"
+#include "common/sourceapplication.h"
 #include "gui/clonedata.h"
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
+#include "platform/processinfo.h"
+#include "platform/windowsystem.h"
 
 namespace {
 QImage pattern()
@@ -25,7 +33,7 @@ QImage pattern()
 }
 } // namespace
 
-class TestCloneData : public QObject
+class TestCaptureParts : public QObject
 {
     Q_OBJECT
 
@@ -34,23 +42,27 @@ private slots:
     void rules_data();
     void rules();
     void keepsWhatTheMapAlreadyHolds();
+    void liveProcesses();
+    void missingProcess();
+    void noWindowSystemMeansNoOwner();
 
 private:
     QString file(const QString &name) const { return dir.filePath(name); }
     QTemporaryDir dir;
 };
 
-void TestCloneData::initTestCase()
+void TestCaptureParts::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(dir.isValid());
+    initLog(LogDebug, dir.path());
     for (const char *name : {"first file.txt", "second.txt", "picture.png"}) {
         QFile existing(file(name));
         QVERIFY(existing.open(QIODevice::WriteOnly));
     }
 }
 
-void TestCloneData::rules_data()
+void TestCaptureParts::rules_data()
 {
     QTest::addColumn<QString>("text"); // null: no such format
     QTest::addColumn<QString>("html");
@@ -109,7 +121,7 @@ void TestCloneData::rules_data()
         << "still text" << none << QStringList() << "null" << uint(ItemTypeText) << "still text";
 }
 
-void TestCloneData::rules()
+void TestCaptureParts::rules()
 {
     QFETCH(QString, text);
     QFETCH(QString, html);
@@ -158,7 +170,7 @@ void TestCloneData::rules()
     QCOMPARE(map.size(), type ? 1 : 0);
 }
 
-void TestCloneData::keepsWhatTheMapAlreadyHolds()
+void TestCaptureParts::keepsWhatTheMapAlreadyHolds()
 {
     QVariantMap map{{MIME_EXE_PATH, "/usr/bin/editor"}};
     uint type = 0;
@@ -170,5 +182,55 @@ void TestCloneData::keepsWhatTheMapAlreadyHolds()
     QCOMPARE(map, (QVariantMap{{MIME_EXE_PATH, "/usr/bin/editor"}, {MIME_TEXT, "words"}}));
 }
 
-QTEST_MAIN(TestCloneData)
-#include "tst_clonedata.moc"
+void TestCaptureParts::liveProcesses()
+{
+    QCOMPARE(platform::currentProcessId(), QCoreApplication::applicationPid());
+    QString path;
+    QVERIFY(platform::executablePath(platform::currentProcessId(), path));
+    QCOMPARE(path, QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
+
+    // A child whose program file is deleted while it runs keeps its path.
+    const QString copy = dir.filePath("short lived");
+    QVERIFY(QFile::copy(QStandardPaths::findExecutable("sleep"), copy));
+    QProcess child;
+    child.start(copy, {"30"});
+    QVERIFY(child.waitForStarted());
+    QVERIFY(QFile::remove(copy));
+    QCOMPARE(getParentPid(child.processId()), platform::currentProcessId());
+    QVERIFY(getPathByPid(child.processId(), path));
+    QCOMPARE(path, QFileInfo(dir.path()).canonicalFilePath() + "/short lived");
+    child.kill();
+    child.waitForFinished();
+}
+
+void TestCaptureParts::missingProcess()
+{
+    // Above any pid the kernel hands out.
+    const platform::ProcessId gone = 0x7FFFFFF0;
+    QString path = "untouched";
+    platform::PathError error = platform::PathError::None;
+    QVERIFY(!platform::executablePath(gone, path, &error));
+    QCOMPARE(error, platform::PathError::OpenFailed);
+    QCOMPARE(path, "untouched");
+    QCOMPARE(getParentPid(gone), 0);
+    QCOMPARE(getParentPid(0), 0);
+}
+
+void TestCaptureParts::noWindowSystemMeansNoOwner()
+{
+    QCOMPARE(platform::clipboardOwnerWindow(), 0u);
+    QCOMPARE(platform::foregroundWindow(), 0u);
+    QCOMPARE(platform::windowProcessId(0), 0);
+    QPixmap pixmap;
+    QString exePath;
+    QVERIFY(!getFrontProcessIcon(pixmap, exePath));
+    QVERIFY(exePath.isEmpty());
+    QFile log(logFilePath());
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QByteArray text = log.readAll();
+    QVERIFY(text.contains("Failed to get clipbaardowner window."));
+    QVERIFY(text.contains("Failed to get GetForegroundWindow window."));
+}
+
+QTEST_MAIN(TestCaptureParts)
+#include "tst_captureparts.moc"
