@@ -16,6 +16,7 @@
 #include "common/mime.h"
 #include "common/setting.h"
 #include "common/sourceapplication.h"
+#include "gui/clipboardsnapshot.h"
 #include "gui/clonedata.h"
 #include "item/itemcodec.h"
 #include "item/itemhash.h"
@@ -81,11 +82,15 @@ void MainWindow::onLoadDbDaba(QList<ItemData> items)
 void MainWindow::onClipboardDataChanged()
 {
     COST_TIMER_START(costTimer, LogDebug);
-    const QMimeData *mimeData = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-    if (!mimeData) {
+    const QMimeData *systemData = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!systemData) {
         LOG_WARNING(QStringLiteral("data is null"));
         return;
     }
+    // Every question below is answered from one read of the system's data,
+    // which also gets the payload before a fast next copy can replace it.
+    const ClipboardSnapshot snapshot(systemData);
+    const QMimeData *mimeData = &snapshot;
 
     const bool hasText = mimeData->hasText();
     const bool hasHtml = mimeData->hasHtml();

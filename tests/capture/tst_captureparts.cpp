@@ -16,6 +16,7 @@
 #include "common/log.h"
 #include "common/mime.h"
 #include "common/sourceapplication.h"
+#include "gui/clipboardsnapshot.h"
 #include "gui/clonedata.h"
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
@@ -42,6 +43,7 @@ private slots:
     void rules_data();
     void rules();
     void keepsWhatTheMapAlreadyHolds();
+    void snapshotAnswersAsTheSourceReadingItOnce();
     void liveProcesses();
     void missingProcess();
     void noWindowSystemMeansNoOwner();
@@ -180,6 +182,64 @@ void TestCaptureParts::keepsWhatTheMapAlreadyHolds()
     data.setText("words");
     QVERIFY(cloneData(&data, map, type, image));
     QCOMPARE(map, (QVariantMap{{MIME_EXE_PATH, "/usr/bin/editor"}, {MIME_TEXT, "words"}}));
+}
+
+namespace {
+// Counts the reads that reach it, as the round trips to the X server would.
+class CountingMimeData : public QMimeData
+{
+public:
+    mutable int reads = 0;
+
+protected:
+    QVariant retrieveData(const QString &mimeType, QMetaType type) const override
+    {
+        ++reads;
+        return QMimeData::retrieveData(mimeType, type);
+    }
+};
+} // namespace
+
+void TestCaptureParts::snapshotAnswersAsTheSourceReadingItOnce()
+{
+    const auto fill = [](QMimeData &data, int kind) {
+        if (kind == 0) {
+            data.setText(QStringLiteral("plain \u00e9 \U0001F600"));
+            data.setHtml(QStringLiteral("<b>bold</b>"));
+            data.setData(MIME_IGNORE, "x");
+        } else if (kind == 1) {
+            data.setUrls({QUrl(QStringLiteral("file:///tmp/a b")), QUrl(QStringLiteral("https://example.org/"))});
+        } else {
+            QImage image(7, 5, QImage::Format_ARGB32);
+            image.fill(Qt::red);
+            data.setImageData(image);
+        }
+    };
+    for (int kind = 0; kind < 3; ++kind) {
+        QMimeData reference;
+        CountingMimeData source;
+        fill(reference, kind);
+        fill(source, kind);
+        const ClipboardSnapshot snapshot(&source);
+        int readsAfterFirstPass = 0;
+        for (int pass = 0; pass < 2; ++pass) {
+            QCOMPARE(snapshot.formats(), reference.formats());
+            QCOMPARE(snapshot.hasText(), reference.hasText());
+            QCOMPARE(snapshot.hasHtml(), reference.hasHtml());
+            QCOMPARE(snapshot.hasImage(), reference.hasImage());
+            QCOMPARE(snapshot.hasUrls(), reference.hasUrls());
+            QCOMPARE(snapshot.hasFormat(MIME_IGNORE), reference.hasFormat(MIME_IGNORE));
+            QCOMPARE(snapshot.text(), reference.text());
+            QCOMPARE(snapshot.html(), reference.html());
+            QCOMPARE(snapshot.urls(), reference.urls());
+            QCOMPARE(snapshot.imageData(), reference.imageData());
+            QCOMPARE(snapshot.data(MIME_IGNORE), reference.data(MIME_IGNORE));
+            if (pass == 0)
+                readsAfterFirstPass = source.reads;
+        }
+        // Asked again, the snapshot answers from what it already read.
+        QCOMPARE(source.reads, readsAfterFirstPass);
+    }
 }
 
 void TestCaptureParts::liveProcesses()
