@@ -16,7 +16,7 @@ BenchHistory *history = nullptr;
 
 void BM_BackToBackCopies(benchmark::State &state)
 {
-    int round = 0;
+    static int round = 0; // distinct texts in every repetition
     for (auto _ : state) {
         ClipboardModel *model = history->window()->clipboardModel();
         const int before = model->rowCount();
@@ -53,7 +53,7 @@ BENCHMARK(BM_BackToBackCopies)->UseManualTime()->Iterations(1)->Repetitions(3)->
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    BenchHistory bench;
+    BenchHistory bench(qEnvironmentVariable("BENCH_FOLDER"));
     history = &bench;
     bench.startDatabase();
     benchmark::Initialize(&argc, argv);

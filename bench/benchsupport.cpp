@@ -3,6 +3,7 @@
 #include "app/metatypes.h"
 #include "app/sqlmanager.h"
 #include "common/historysettings.h"
+#include "common/log.h"
 #include "common/mime.h"
 #include "common/setting.h"
 #include "gui/mainwindow.h"
@@ -19,6 +20,7 @@ BenchHistory::BenchHistory(const QString &folder) : path(folder.isEmpty() ? temp
 {
     registerMetaTypes();
     Setting::instance().init(path);
+    initLog(LogDebug, path);
     HistorySettings::seedDefaults(Setting::instance().settings());
     mainWindow = new MainWindow;
 }
