@@ -3,7 +3,8 @@
 # provides one).
 set -euo pipefail
 build=${1:-build}
-for bench in bench_capture bench_startload bench_backtoback; do
-    echo "== $bench"
-    "$build/bench/$bench" --benchmark_counters_tabular=true
+for bench in "$build"/bench/bench_*; do
+    [ -x "$bench" ] && [ -f "$bench" ] || continue
+    echo "== $(basename "$bench")"
+    "$bench" --benchmark_counters_tabular=true
 done
