@@ -19,6 +19,32 @@ template <typename T> bool readOrError(QDataStream &stream, T &value, const char
     return false;
 }
 
+// The list forms: a signed 32-bit count, then each element.
+template <typename Container, typename WriteOne>
+QByteArray writeCounted(const Container &items, WriteOne writeOne)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setVersion(kStoredStreamVersion);
+    stream << qint32(items.size());
+    for (const auto &item : items)
+        writeOne(stream, item);
+    return bytes;
+}
+
+// Reads the count, then the elements while the stream stays good. The count
+// comes from stored bytes, so it is never trusted for a reservation.
+template <typename ReadOne> bool readCounted(const QByteArray &bytes, ReadOne readOne)
+{
+    QDataStream stream(bytes);
+    stream.setVersion(kStoredStreamVersion);
+    qint32 count = 0;
+    stream >> count;
+    for (qint32 i = 0; i < count && stream.status() == QDataStream::Ok; ++i)
+        readOne(stream);
+    return stream.status() == QDataStream::Ok;
+}
+
 } // namespace
 
 void serializeDataMap(QDataStream &stream, const QVariantMap &map)
@@ -60,87 +86,55 @@ bool deserializeDataMap(const QByteArray &bytes, QVariantMap &map)
 
 QByteArray serializeUrls(const QList<QUrl> &urls)
 {
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setVersion(kStoredStreamVersion);
-    stream << qint32(urls.size());
-    for (const QUrl &url : urls)
-        stream << url;
-    return bytes;
+    return writeCounted(urls, [](QDataStream &stream, const QUrl &url) { stream << url; });
 }
 
 QList<QUrl> deserializeUrls(const QByteArray &bytes)
 {
-    QDataStream stream(bytes);
-    stream.setVersion(kStoredStreamVersion);
-    qint32 count = 0;
-    stream >> count;
     QList<QUrl> urls;
-    // The count comes from stored bytes, so it is not trusted for a reservation.
-    for (qint32 i = 0; i < count && stream.status() == QDataStream::Ok; ++i) {
+    const bool ok = readCounted(bytes, [&urls](QDataStream &stream) {
         QUrl url;
         stream >> url;
         urls.append(url);
-    }
-    if (stream.status() != QDataStream::Ok)
-        return {};
+    });
+    // Never a partial list.
+    if (!ok)
+        urls.clear();
     return urls;
 }
 
 QByteArray serializeCustomIds(const QSet<uint> &ids)
 {
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setVersion(kStoredStreamVersion);
-    stream << qint32(ids.size());
-    for (uint id : ids)
-        stream << quint32(id);
-    return bytes;
+    return writeCounted(ids, [](QDataStream &stream, uint id) { stream << quint32(id); });
 }
 
 bool deserializeCustomIds(const QByteArray &bytes, QSet<uint> &ids)
 {
     ids.clear();
-    QDataStream stream(bytes);
-    stream.setVersion(kStoredStreamVersion);
-    qint32 count = 0;
-    stream >> count;
-    for (qint32 i = 0; i < count && stream.status() == QDataStream::Ok; ++i) {
+    const bool ok = readCounted(bytes, [&ids](QDataStream &stream) {
         quint32 id = 0;
         stream >> id;
-        if (stream.status() == QDataStream::Ok)
-            ids.insert(id);
-    }
-    if (stream.status() != QDataStream::Ok) {
+        ids.insert(id);
+    });
+    if (!ok)
         ids.clear();
-        return false;
-    }
-    return true;
+    return ok;
 }
 
 QByteArray serializeOcrResults(const QList<OCRResult> &results)
 {
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setVersion(kStoredStreamVersion);
-    stream << qint32(results.size());
-    for (const OCRResult &result : results) {
+    return writeCounted(results, [](QDataStream &stream, const OCRResult &result) {
         stream << qint32(result.box.size());
         for (const QPoint &point : result.box)
             stream << point;
         stream << result.text;
-    }
-    return bytes;
+    });
 }
 
 QList<OCRResult> deserializeOcrResults(const QByteArray &bytes)
 {
-    QDataStream stream(bytes);
-    stream.setVersion(kStoredStreamVersion);
-    qint32 count = 0;
-    stream >> count;
     QList<OCRResult> results;
-    for (qint32 i = 0; i < count && stream.status() == QDataStream::Ok; ++i) {
+    const bool ok = readCounted(bytes, [&results](QDataStream &stream) {
         OCRResult result;
         qint32 points = 0;
         stream >> points;
@@ -151,9 +145,9 @@ QList<OCRResult> deserializeOcrResults(const QByteArray &bytes)
         }
         stream >> result.text;
         results.append(result);
-    }
-    if (stream.status() != QDataStream::Ok)
-        return {};
+    });
+    if (!ok)
+        results.clear();
     return results;
 }
 
