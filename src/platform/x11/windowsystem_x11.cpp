@@ -89,7 +89,8 @@ ProcessId windowProcessId(WindowHandle window)
         if (pid == 0 && reply) {
             for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem > 0;
                  xcb_res_client_id_value_next(&it)) {
-                if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && it.data->length >= 4) {
+                const auto &[clientId, valueLength] = *it.data;
+                if ((clientId.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && valueLength >= 4) {
                     pid = *xcb_res_client_id_value_value(it.data);
                     break;
                 }
