@@ -40,4 +40,10 @@ for _ in $(seq 1 100); do
     sleep 0.05
 done
 
-"$@"
+status=0
+"$@" || status=$?
+if ! kill -0 "$wm_pid" 2>/dev/null; then
+    echo "x-session: the window manager exited during the run" >&2
+    cat "$runtime_dir/openbox.log" >&2
+fi
+exit "$status"
