@@ -28,17 +28,43 @@ fi
 exec {fd}<&-
 
 export DISPLAY=":${display}"
-for _ in $(seq 1 100); do
-    xdpyinfo >/dev/null 2>&1 && break
-    sleep 0.05
-done
 
-openbox >"$runtime_dir/openbox.log" 2>&1 &
-wm_pid=$!
-for _ in $(seq 1 100); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q window && break
-    sleep 0.05
+# Waits up to 30 s for a command to succeed.
+wait_for() {
+    for _ in $(seq 1 300); do
+        "$@" >/dev/null 2>&1 && return 0
+        sleep 0.1
+    done
+    return 1
+}
+
+if ! wait_for xdpyinfo; then
+    echo "x-session: the X server does not answer" >&2
+    exit 1
+fi
+
+# On a loaded machine the window manager may fail its first start; try again.
+# Captured rather than piped: with pipefail, grep -q closing the pipe early
+# would fail a check that matched.
+wm_ready() { [[ "$(xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null)" == *"window id #"* ]]; }
+for attempt in 1 2 3; do
+    openbox >"$runtime_dir/openbox.log" 2>&1 &
+    wm_pid=$!
+    for _ in $(seq 1 300); do
+        wm_ready && break
+        kill -0 "$wm_pid" 2>/dev/null || break
+        sleep 0.1
+    done
+    wm_ready && kill -0 "$wm_pid" 2>/dev/null && break
+    echo "x-session: window manager start $attempt failed:" >&2
+    cat "$runtime_dir/openbox.log" >&2
+    kill "$wm_pid" 2>/dev/null || true
+    wm_pid=""
 done
+if [ -z "$wm_pid" ]; then
+    echo "x-session: no window manager" >&2
+    exit 1
+fi
 
 status=0
 "$@" || status=$?
