@@ -21,8 +21,6 @@ namespace platform {
 
 namespace {
 
-using PropertyReply = std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)>;
-
 // Enough for a few thousand managed windows.
 constexpr uint32_t kClientListWords = 8192;
 // _NET_WM_ICON may carry many sizes up to 512 px and more; 16 MiB is a cap
@@ -34,14 +32,6 @@ constexpr int kMaxCandidates = 8;
 constexpr int kLargestKept = kProgramIconSize * 3 / 2;
 // The desktop entries are read again after this long, when a lookup misses.
 constexpr qint64 kDesktopIndexMaxAgeMs = 60 * 1000;
-
-PropertyReply takeProperty(xcb_connection_t *conn, xcb_get_property_cookie_t cookie)
-{
-    xcb_generic_error_t *error = nullptr;
-    PropertyReply reply(xcb_get_property_reply(conn, cookie, &error), &std::free);
-    std::free(error);
-    return reply;
-}
 
 QPixmap scaledToWanted(const QImage &image)
 {

@@ -10,18 +10,8 @@ namespace platform {
 
 namespace {
 
-using PropertyReply = std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)>;
-
 // Titles longer than this are cut; the log needs no more.
 constexpr uint32_t kTitleWords = 1024;
-
-PropertyReply takeProperty(xcb_connection_t *conn, xcb_get_property_cookie_t cookie)
-{
-    xcb_generic_error_t *error = nullptr;
-    PropertyReply reply(xcb_get_property_reply(conn, cookie, &error), &std::free);
-    std::free(error);
-    return reply;
-}
 
 QByteArray valueOf(const PropertyReply &reply)
 {

@@ -74,4 +74,12 @@ const XConnection *XConnection::instance()
     return cached;
 }
 
+PropertyReply takeProperty(xcb_connection_t *conn, xcb_get_property_cookie_t cookie)
+{
+    xcb_generic_error_t *error = nullptr;
+    PropertyReply reply(xcb_get_property_reply(conn, cookie, &error), &std::free);
+    std::free(error);
+    return reply;
+}
+
 } // namespace platform

@@ -2,6 +2,9 @@
 
 #include <xcb/xcb.h>
 
+#include <cstdlib>
+#include <memory>
+
 namespace platform {
 
 // Qt's own connection to the X server, with the atoms and extensions the
@@ -32,5 +35,10 @@ private:
     xcb_atom_t wmPid = XCB_ATOM_NONE;
     bool clientIds = false;
 };
+
+// A property reply that frees itself.
+using PropertyReply = std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)>;
+// Waits for a property request; null on any error, which is dropped.
+PropertyReply takeProperty(xcb_connection_t *conn, xcb_get_property_cookie_t cookie);
 
 } // namespace platform
