@@ -23,12 +23,12 @@ void BM_BackToBackCopies(benchmark::State &state)
         QElapsedTimer elapsed;
         elapsed.start();
         QProcess writer;
-        writer.start(QStringLiteral("sh"),
-                     {QStringLiteral("-c"),
-                      QStringLiteral("for i in $(seq 1 %1); do printf 'round %2 copy %s' \"$i\""
-                                     " | xclip -selection clipboard; done")
-                          .arg(kCopies)
-                          .arg(++round)});
+        writer.start(
+            QStringLiteral("sh"),
+            {QStringLiteral("-c"), QStringLiteral("for i in $(seq 1 %1); do printf 'round %2 copy %s' \"$i\""
+                                                  " | xclip -selection clipboard; done")
+                                       .arg(kCopies)
+                                       .arg(++round)});
         while (writer.state() != QProcess::NotRunning)
             QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
         // Let the last notifications and transfers come in.
@@ -56,11 +56,5 @@ int main(int argc, char **argv)
     BenchHistory bench(qEnvironmentVariable("BENCH_FOLDER"));
     history = &bench;
     bench.startDatabase();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    // The last xclip serves its text until someone else takes the clipboard.
-    QGuiApplication::clipboard()->setText(QString());
-    QCoreApplication::processEvents();
-    return 0;
+    return runBenchmarksReleasingClipboard(argc, argv);
 }

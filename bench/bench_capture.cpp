@@ -122,7 +122,8 @@ int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
     // Connected before the window's own slot, so it fires first.
-    QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, [] { changeTime = Clock::now(); });
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged,
+                     [] { changeTime = Clock::now(); });
 
     BenchHistory bench;
     history = &bench;
@@ -134,11 +135,5 @@ int main(int argc, char **argv)
     for (int i = 0; i < 10000; ++i)
         model->addLoadedItem(benchTextItem(i, 1024, now - 10000 + qulonglong(i)));
 
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    // The last xclip serves its text until someone else takes the clipboard.
-    QGuiApplication::clipboard()->setText(QString());
-    QCoreApplication::processEvents();
-    return 0;
+    return runBenchmarksReleasingClipboard(argc, argv);
 }

@@ -9,7 +9,9 @@
 #include "gui/mainwindow.h"
 #include "item/itemhash.h"
 
+#include <QClipboard>
 #include <QFile>
+#include <QGuiApplication>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QRandomGenerator>
@@ -41,8 +43,8 @@ QString benchText(int serial, int size)
 {
     QString text = QStringLiteral("item %1: ").arg(serial);
     static const QString words[] = {QStringLiteral("clipboard "), QStringLiteral("history "),
-                                    QStringLiteral("search "), QStringLiteral("paste "),
-                                    QStringLiteral("window "), QStringLiteral("quick ")};
+                                    QStringLiteral("search "),    QStringLiteral("paste "),
+                                    QStringLiteral("window "),    QStringLiteral("quick ")};
     QRandomGenerator rng{quint32(serial)};
     while (text.size() < size)
         text += words[rng.bounded(6)];
@@ -81,14 +83,22 @@ QImage benchScreenshot(int width, int height, int serial)
         painter.fillRect(QRect(frame.topLeft(), QSize(frame.width(), 28)), QColor(220, 220, 225));
         painter.setPen(Qt::black);
         for (int y = frame.top() + 44; y < frame.bottom() - 10; y += 18)
-            painter.drawText(frame.left() + 10, y,
-                             QStringLiteral("%1 line %2 of window %3: some text a user copied")
-                                 .arg(serial)
-                                 .arg(y)
-                                 .arg(w));
+            painter.drawText(
+                frame.left() + 10, y,
+                QStringLiteral("%1 line %2 of window %3: some text a user copied").arg(serial).arg(y).arg(w));
     }
     painter.end();
     return image;
+}
+
+int runBenchmarksReleasingClipboard(int &argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    QGuiApplication::clipboard()->setText(QString());
+    QCoreApplication::processEvents();
+    return 0;
 }
 
 long residentKiB()

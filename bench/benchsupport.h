@@ -36,6 +36,9 @@ QString benchText(int serial, int size);
 ItemData benchTextItem(int serial, int size, qulonglong time);
 // A picture with the look of a desktop screenshot; `serial` makes it distinct.
 QImage benchScreenshot(int width, int height, int serial);
+// Runs the registered benchmarks, then takes the clipboard back: an xclip
+// started by a benchmark serves its text until someone else owns it.
+int runBenchmarksReleasingClipboard(int &argc, char **argv);
 // Resident memory of this process in KiB.
 long residentKiB();
 // The 95th percentile, as a Google Benchmark statistic.
