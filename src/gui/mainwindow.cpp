@@ -60,6 +60,12 @@ void MainWindow::delayShow()
     QTimer::singleShot(11, this, &MainWindow::onSetWndOnTop);
 }
 
+void MainWindow::showMainWnd()
+{
+    activateWindow();
+    showNormal();
+}
+
 void MainWindow::notify(const QString &text)
 {
     LOG_INFO(QStringLiteral("notify %1").arg(text));

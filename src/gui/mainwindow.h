@@ -18,6 +18,8 @@ public:
     ClipboardModel *clipboardModel() { return &model; }
 
     void delayShow();
+    // Brings the window up where it is; the tray's way back.
+    void showMainWnd();
     void notify(const QString &text);
 
 signals:
