@@ -5,7 +5,7 @@
 
 #include "benchsupport.h"
 
-#include "app/clipboardwriter.h"
+#include "gui/clipboardwriter.h"
 #include "common/mime.h"
 #include "platform/input.h"
 

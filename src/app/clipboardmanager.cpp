@@ -3,7 +3,7 @@
 #include <QTimer>
 #include <QWidget>
 
-#include "app/clipboardwriter.h"
+#include "gui/clipboardwriter.h"
 #include "common/datadirectory.h"
 #include "common/log.h"
 #include "common/processflags.h"

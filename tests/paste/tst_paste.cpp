@@ -21,7 +21,7 @@
 #include <QWidget>
 #include <QWindow>
 
-#include "app/clipboardwriter.h"
+#include "gui/clipboardwriter.h"
 #include "app/metatypes.h"
 #include "common/log.h"
 #include "common/mime.h"

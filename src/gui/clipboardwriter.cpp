@@ -1,4 +1,4 @@
-#include "app/clipboardwriter.h"
+#include "gui/clipboardwriter.h"
 
 #include <QBuffer>
 #include <QClipboard>
