@@ -49,6 +49,7 @@ void App::exit(int exitCode)
 
     this->exitCode = exitCode;
     closed = true;
+    releaseBeforeQuit();
     QCoreApplication::exit(exitCode);
 }
 

@@ -19,6 +19,9 @@ public:
     [[noreturn]] static void endProcess(int exitCode);
 
 protected:
+    // Runs once, right before the event loop is told to end.
+    virtual void releaseBeforeQuit() {}
+
     QCoreApplication *application;
     int exitCode = 0;
     bool started = false;

@@ -18,9 +18,8 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
     // The main window hangs off a never-shown parent so that it gets no
     // entry of its own in the task bar.
     windowParent = new QWidget();
-    mainWnd = new MainWindow(windowParent);
-
     writer = new ClipboardWriter(dataDirectory() + QStringLiteral("/temp"), this);
+    mainWnd = new MainWindow(windowParent, writer);
 
     const bool parentAutoStart = Setting::instance().isParentAutoStart();
     const bool elevated = platform::isProcessElevated();
@@ -47,6 +46,13 @@ ClipBoardManager::~ClipBoardManager()
     const QObjectList owned = children();
     qDeleteAll(owned);
     writer = nullptr;
+}
+
+void ClipBoardManager::releaseBeforeQuit()
+{
+    // No dead icon may stay in the notification area.
+    if (mainWnd)
+        mainWnd->deleteTray();
 }
 
 bool ClipBoardManager::shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart)

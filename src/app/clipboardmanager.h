@@ -39,6 +39,9 @@ public:
     // "--AutoStart" and the stored "SettingAutoStart".
     static bool shouldShowAtStart(bool elevated, bool schTask, bool autoStart, bool parentAutoStart);
 
+protected:
+    void releaseBeforeQuit() override;
+
 private:
     QWidget *windowParent = nullptr;
     MainWindow *mainWnd = nullptr;

@@ -2,6 +2,7 @@
 
 #include "common/log.h"
 #include "gui/mainwindow.h"
+#include "gui/tabwidget.h"
 #include "item/clipboardmodel.h"
 
 SqlManager *sqlManager = nullptr;
@@ -36,6 +37,8 @@ void SqlManager::attach(MainWindow *mainWindow)
     connect(model, &ClipboardModel::deleteItemSignal, this, &SqlManager::deleteItemSignal);
     connect(model, &ClipboardModel::deleteAllItemsSignal, this, &SqlManager::deleteAllItemsSignal);
     connect(model, &ClipboardModel::insertIconSignal, this, &SqlManager::insertIconSignal);
+    connect(mainWindow->tabWidget(), &TabWidget::insertTabDataSignal, this, &SqlManager::insertTabDataSignal);
+    connect(mainWindow->tabWidget(), &TabWidget::deleteTabSignal, this, &SqlManager::deleteTabSignal);
 }
 
 bool SqlManager::initThread()
