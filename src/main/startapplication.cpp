@@ -9,6 +9,8 @@
 
 #include "app/applicationexceptionhandler.h"
 #include "app/clipboardmanager.h"
+#include "app/ipcclient.h"
+#include "app/ipcserver.h"
 #include "app/metatypes.h"
 #include "app/sqlmanager.h"
 #include "common/datadirectory.h"
@@ -59,6 +61,8 @@ QApplication *createGuiApplication(int &argc, char **argv)
         return application;
 
     LOG_WARNING(QStringLiteral("fail to lock file"));
+    // Tell the running copy, so that the user learns why nothing opened.
+    ipcClient->sendCommand(1);
     App::endProcess(0);
 }
 
@@ -69,6 +73,11 @@ int startApplication(int &argc, char **argv)
         qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
     QThread::currentThread()->setObjectName(QStringLiteral("main"));
     registerMetaTypes();
+
+    // Both before the application object: the client's connection is what a
+    // second copy sends through when the lock fails.
+    ipcClient = new IPCCLient();
+    ipcServer = new IPCServer();
 
     QApplication *application = createGuiApplication(argc, argv);
 
