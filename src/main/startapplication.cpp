@@ -3,12 +3,17 @@
 #include <QApplication>
 #include <QDir>
 #include <QFont>
+#include <QIcon>
 #include <QLockFile>
+#include <QStringList>
 #include <QThread>
+#include <QTranslator>
 #include <QWidget>
 
 #include "app/applicationexceptionhandler.h"
 #include "app/clipboardmanager.h"
+#include "app/ipcclient.h"
+#include "app/ipcserver.h"
 #include "app/metatypes.h"
 #include "app/sqlmanager.h"
 #include "common/datadirectory.h"
@@ -16,6 +21,7 @@
 #include "common/log.h"
 #include "common/processflags.h"
 #include "common/setting.h"
+#include "gui/titlebar.h"
 #include "platform/crashhandler.h"
 #include "platform/terminationhandler.h"
 
@@ -31,6 +37,7 @@ QApplication *createGuiApplication(int &argc, char **argv)
     const QString dataFolder = dataDirectory();
     Setting::instance().init(dataFolder);
     HistorySettings::seedDefaults(Setting::instance().settings());
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/icons/vorlik.ico")));
     QApplication::setQuitOnLastWindowClosed(false);
 
     initLog(LogDebug, dataFolder);
@@ -59,6 +66,8 @@ QApplication *createGuiApplication(int &argc, char **argv)
         return application;
 
     LOG_WARNING(QStringLiteral("fail to lock file"));
+    // Tell the running copy, so that the user learns why nothing opened.
+    ipcClient->sendCommand(1);
     App::endProcess(0);
 }
 
@@ -70,6 +79,11 @@ int startApplication(int &argc, char **argv)
     QThread::currentThread()->setObjectName(QStringLiteral("main"));
     registerMetaTypes();
 
+    // Both before the application object: the client's connection is what a
+    // second copy sends through when the lock fails.
+    ipcClient = new IPCCLient();
+    ipcServer = new IPCServer();
+
     QApplication *application = createGuiApplication(argc, argv);
 
     // Logout and `kill` end the program through the normal exit path, so
@@ -78,6 +92,17 @@ int startApplication(int &argc, char **argv)
         LOG_INFO(QStringLiteral("quit on signal %1").arg(signal));
         QCoreApplication::exit(0);
     });
+
+    TitleBar::loadStyleSheet(
+        {QStringLiteral(":/css/qss/css/titleBar.qss"), QStringLiteral(":/css/qss/css/tabbar.qss"),
+         QStringLiteral(":/css/qss/css/config.qss"), QStringLiteral(":/css/qss/css/global.qss")});
+
+    auto *translator = new QTranslator(application);
+    const bool translatorLoaded = translator->load(QStringLiteral(":/translations/qt_zh_cn.qm"));
+    LOG_INFO(QStringLiteral("load succ %1 after translate %2")
+                 .arg(int(translatorLoaded))
+                 .arg(translator->translate("QKeySequenceEdit", "Press shortcut")));
+    QCoreApplication::installTranslator(translator);
 
     QFont font;
     font.setFamily(QStringLiteral("Microsoft YaHei"));

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QStyledItemDelegate>
+
+class ClipboardModel;
+class ItemData;
+class QTextDocument;
+
+// Paints one history row: frame, source icon, time, remark and a preview of
+// the content trimmed to a fixed height, showing the search hit rather than
+// the start of a long text, with small dots where content was left out.
+class ItemDelegate : public QStyledItemDelegate
+{
+    Q_OBJECT
+public:
+    explicit ItemDelegate(QObject *parent = nullptr);
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    void paint(QPainter *painter, const QStyleOptionViewItem &option,
+               const QModelIndex &index) const override;
+
+private:
+    static void drawFrame(QPainter *painter, const QStyleOptionViewItem &option, const QRect &frameRect);
+    static int drawRemark(QPainter *painter, const ItemData &item, const QRect &frameRect);
+    static void drawImage(QPainter *painter, const ItemData &item, const QRect &contentRect);
+    static void drawFiles(QPainter *painter, const ItemData &item, const QString &pattern,
+                          const QRect &contentRect);
+    static void drawText(QPainter *painter, const ItemData &item, const QString &pattern, QRect contentRect,
+                         const QRect &frameRect);
+    static void drawCutMarks(QPainter *painter, const QTextDocument &document, bool topCut, bool bottomCut,
+                             bool link, const QRect &docRect, const QRect &frameRect);
+    static int drawIcon(QPainter *painter, const ClipboardModel *model, uint iconHashValue,
+                        const QRect &frameRect);
+    static void drawDigit(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index,
+                          int sourceRow, int iconWidth, const QRect &frameRect);
+};

@@ -1,0 +1,52 @@
+#include "gui/qwkwidget.h"
+
+#include <QEvent>
+#include <QFrame>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "gui/titlebar.h"
+#include "gui/widgetwindowagent.h"
+
+QWKWidget::QWKWidget(QWidget *parent) : QWidget(parent)
+{
+    windowAgent = new QWK::WidgetWindowAgent(this);
+    windowAgent->setup(this);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setSpacing(0);
+    layout->setContentsMargins(0, 0, 0, 0);
+
+    titleBar = new TitleBar(true, true, this);
+    titleBar->setObjectName(QStringLiteral("titleBar"));
+    titleBar->setStyleSheet(QStringLiteral("background: rgb(255, 255, 255); "));
+    layout->addWidget(titleBar);
+    windowAgent->setTitleBar(titleBar);
+    windowAgent->setHitTestVisible(titleBar->minButton(), true);
+    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Minimize, titleBar->minButton());
+    windowAgent->setHitTestVisible(titleBar->maxButton(), true);
+    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Maximize, titleBar->maxButton());
+    windowAgent->setHitTestVisible(titleBar->closeButton(), true);
+    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Close, titleBar->closeButton());
+
+    auto *separator = new QFrame(this);
+    separator->setFixedHeight(1);
+    separator->setStyleSheet(QStringLiteral("background-color: rgb(230, 230, 230);"));
+    separator->setFocusPolicy(Qt::NoFocus);
+    layout->addWidget(separator);
+}
+
+void QWKWidget::setTitle(const QString &title)
+{
+    if (titleBar)
+        titleBar->setTitle(title);
+}
+
+void QWKWidget::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::WindowStateChange && titleBar) {
+        if (auto *button = titleBar->findChild<QToolButton *>(QStringLiteral("maxToolButton")))
+            TitleBar::setWidgetProperty(button, "MaxState", isMaximized());
+    }
+    QWidget::changeEvent(event);
+}
