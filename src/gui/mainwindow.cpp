@@ -82,6 +82,8 @@ MainWindow::MainWindow(QWidget *parent, ClipboardWriter *clipboardWriter)
     else
         resize(680, 850);
     setObjectName(QStringLiteral("MainWindow"));
+    // What window lists and switchers show; the frame draws no title.
+    setWindowTitle(QStringLiteral("vorlik"));
     setStyleSheet(QStringLiteral("#MainWindow{background-color: white;}"));
     if (titleBar)
         titleBar->setIcon(QIcon(QStringLiteral(":/images/icons/vorlik.ico")));
