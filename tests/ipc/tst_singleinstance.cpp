@@ -2,7 +2,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QStandardPaths>
 #include <QTest>
 
 #include "support/tempappfolder.h"
@@ -13,47 +12,14 @@ class TestSingleInstance : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void cleanup();
-    void secondCopyTellsTheFirst_data();
     void secondCopyTellsTheFirst();
 
 private:
     QString log() const;
-    bool startFirst();
+    bool start(QProcess &process);
 
     TempAppFolder folder;
-    QString program;
-    QProcessEnvironment environment;
-    QProcess first;
 };
-
-void TestSingleInstance::initTestCase()
-{
-    QStandardPaths::setTestModeEnabled(true);
-    QVERIFY(folder.isValid());
-    program = folder.filePath("vorlik");
-    QVERIFY(QFile::copy(VORLIK_BINARY, program));
-    QVERIFY(QFile::setPermissions(program, QFile::permissions(VORLIK_BINARY)));
-
-    // A runtime folder of this test's own: the channel lives there, so no
-    // other test's copy, nor the user's, is reached.
-    QVERIFY(QDir(folder.path()).mkdir("run"));
-    QVERIFY(QFile::setPermissions(folder.filePath("run"),
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("XDG_RUNTIME_DIR", folder.filePath("run"));
-    first.setProcessEnvironment(environment);
-    first.setProcessChannelMode(QProcess::ForwardedChannels);
-}
-
-void TestSingleInstance::cleanup()
-{
-    if (first.state() != QProcess::NotRunning) {
-        first.kill();
-        first.waitForFinished();
-    }
-}
 
 QString TestSingleInstance::log() const
 {
@@ -61,55 +27,55 @@ QString TestSingleInstance::log() const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-bool TestSingleInstance::startFirst()
+bool TestSingleInstance::start(QProcess &process)
 {
-    first.start(program, {"--AutoStart"});
-    if (!first.waitForStarted())
-        return false;
-    const QString ready = QString("] start exec app pid %1\n").arg(first.processId());
-    [&] {
-        QTRY_VERIFY_WITH_TIMEOUT(log().contains(ready) || first.state() == QProcess::NotRunning, 60000);
-    }();
-    return log().contains(ready);
-}
-
-void TestSingleInstance::secondCopyTellsTheFirst_data()
-{
-    QTest::addColumn<bool>("crashBefore");
-
-    QTest::newRow("clean start") << false;
-    // The copy killed first leaves its socket file behind.
-    QTest::newRow("after a crashed copy") << true;
+    // A runtime folder of this test's own: no other test's copy, nor the
+    // user's, is reached.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_RUNTIME_DIR", folder.filePath("run"));
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.start(folder.filePath("vorlik"), {"--AutoStart"});
+    return process.waitForStarted();
 }
 
 void TestSingleInstance::secondCopyTellsTheFirst()
 {
-    QFETCH(bool, crashBefore);
+    QVERIFY(folder.isValid());
+    QVERIFY(QFile::copy(VORLIK_BINARY, folder.filePath("vorlik")));
+    QVERIFY(QFile::setPermissions(folder.filePath("vorlik"), QFile::permissions(VORLIK_BINARY)));
+    QVERIFY(QDir(folder.path()).mkdir("run"));
+    QVERIFY(QFile::setPermissions(folder.filePath("run"),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 
-    if (crashBefore) {
-        QVERIFY(startFirst());
-        first.kill();
-        QVERIFY(first.waitForFinished(60000));
-        QVERIFY(QFile::exists(folder.filePath("run/vorlikIpcServer")));
-    }
-    QVERIFY2(startFirst(), qPrintable(log().right(3000)));
-    const qint64 firstPid = first.processId();
+    QProcess first;
+    const auto startFirst = [&] {
+        QVERIFY(start(first));
+        const QString ready = QString("] start exec app pid %1\n").arg(first.processId());
+        QTRY_VERIFY2_WITH_TIMEOUT(log().contains(ready), qPrintable(log().right(3000)), 60000);
+    };
+    // A killed first copy leaves its socket file behind; the next first
+    // copy must listen all the same.
+    startFirst();
+    first.kill();
+    QVERIFY(first.waitForFinished(60000));
+    QVERIFY(QFile::exists(folder.filePath("run/vorlikIpcServer")));
+    startFirst();
 
     QProcess second;
-    second.setProcessEnvironment(environment);
-    second.setProcessChannelMode(QProcess::ForwardedChannels);
-    second.start(program, {"--AutoStart"});
-    QVERIFY(second.waitForStarted());
+    QVERIFY(start(second));
     const qint64 secondPid = second.processId();
     QVERIFY(second.waitForFinished(60000));
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
     QCOMPARE(second.exitCode(), 0);
 
-    QTRY_VERIFY2(log().contains(QString("[%1] notify 重复启动应用\n").arg(firstPid)),
+    QTRY_VERIFY2(log().contains(QString("[%1] notify 重复启动应用\n").arg(first.processId())),
                  qPrintable(log().right(3000)));
     QVERIFY(log().contains(QString("[%1] fail to lock file\n").arg(secondPid)));
     QVERIFY(!log().contains(QString("[%1] socket state").arg(secondPid)));
     QCOMPARE(first.state(), QProcess::Running);
+    first.kill();
+    first.waitForFinished();
 }
 
 QTEST_GUILESS_MAIN(TestSingleInstance)
