@@ -120,7 +120,8 @@ int renderIco(const QStringList &args)
         QDataStream out(&dib, QIODevice::WriteOnly);
         out.setByteOrder(QDataStream::LittleEndian);
         out << quint32(40) << qint32(size) << qint32(size * 2) << quint16(1) << quint16(32) << quint32(0)
-            << quint32(size * size * 4 + maskStride * size) << qint32(0) << qint32(0) << quint32(0) << quint32(0);
+            << quint32(size * size * 4 + maskStride * size) << qint32(0) << qint32(0) << quint32(0)
+            << quint32(0);
         for (int y = size - 1; y >= 0; --y) {
             const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
             for (int x = 0; x < size; ++x)
@@ -138,8 +139,8 @@ int renderIco(const QStringList &args)
     out << quint16(0) << quint16(1) << quint16(images.size());
     quint32 offset = 6 + 16 * quint32(images.size());
     for (int i = 0; i < images.size(); ++i) {
-        out << quint8(sizes.at(i)) << quint8(sizes.at(i)) << quint8(0) << quint8(0) << quint16(1) << quint16(32)
-            << quint32(images.at(i).size()) << offset;
+        out << quint8(sizes.at(i)) << quint8(sizes.at(i)) << quint8(0) << quint8(0) << quint16(1)
+            << quint16(32) << quint32(images.at(i).size()) << offset;
         offset += quint32(images.at(i).size());
     }
     for (const QByteArray &image : images)

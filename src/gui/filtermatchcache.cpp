@@ -32,19 +32,23 @@ FilterMatchCache::FilterMatchCache(QAbstractItemModel *model) : QObject(model), 
     connect(model, &QAbstractItemModel::rowsMoved, this, &FilterMatchCache::forgetAll);
 }
 
-FilterMatchCache::Answer FilterMatchCache::answer(const QRegularExpression &expression, int row)
+FilterMatchCache::Answer FilterMatchCache::answer(int slot, int row) const
 {
-    const PatternSlot &slot = slotFor(expression);
-    if (row < 0 || row >= slot.answers.size())
+    if (slot < 0 || slot >= int(patternSlots.size()))
         return Unknown;
-    return Answer(slot.answers.at(row));
+    const QList<qint8> &answers = patternSlots[std::size_t(slot)].answers;
+    if (row < 0 || row >= answers.size())
+        return Unknown;
+    return Answer(answers.at(row));
 }
 
-void FilterMatchCache::setAnswer(const QRegularExpression &expression, int row, bool match)
+void FilterMatchCache::setAnswer(int slot, int row, bool match)
 {
-    PatternSlot &slot = slotFor(expression);
-    if (row >= 0 && row < slot.answers.size())
-        slot.answers[row] = match ? Match : NoMatch;
+    if (slot < 0 || slot >= int(patternSlots.size()))
+        return;
+    QList<qint8> &answers = patternSlots[std::size_t(slot)].answers;
+    if (row >= 0 && row < answers.size())
+        answers[row] = match ? Match : NoMatch;
 }
 
 const QStringList *FilterMatchCache::derivedTexts(int row) const
@@ -61,29 +65,40 @@ void FilterMatchCache::setDerivedTexts(int row, const QStringList &texts)
     derived[row] = Derived{true, texts};
 }
 
-FilterMatchCache::PatternSlot &FilterMatchCache::slotFor(const QRegularExpression &expression)
+int FilterMatchCache::slotOf(const QRegularExpression &expression)
 {
     ++useCounter;
-    const QString pattern = expression.pattern();
-    const auto options = expression.patternOptions();
-    PatternSlot *oldest = nullptr;
-    for (PatternSlot &slot : patternSlots) {
-        if (slot.options == options && slot.pattern == pattern) {
-            slot.lastUse = useCounter;
-            return slot;
+    // Asked once per row: the expression of the last call is the one found
+    // by comparing shared data alone.
+    if (lastSlot >= 0 && patternSlots[std::size_t(lastSlot)].expression == expression) {
+        patternSlots[std::size_t(lastSlot)].lastUse = useCounter;
+        return lastSlot;
+    }
+    int chosen = -1;
+    for (int i = 0; i < int(patternSlots.size()); ++i) {
+        if (patternSlots[std::size_t(i)].expression == expression) {
+            chosen = i;
+            break;
         }
-        if (!oldest || slot.lastUse < oldest->lastUse)
-            oldest = &slot;
     }
-    if (patternSlots.size() < kPatternSlots) {
-        patternSlots.emplace_back();
-        oldest = &patternSlots.back();
+    if (chosen < 0) {
+        if (patternSlots.size() < kPatternSlots) {
+            patternSlots.emplace_back();
+            chosen = int(patternSlots.size()) - 1;
+        } else {
+            chosen = 0;
+            for (int i = 1; i < int(patternSlots.size()); ++i) {
+                if (patternSlots[std::size_t(i)].lastUse < patternSlots[std::size_t(chosen)].lastUse)
+                    chosen = i;
+            }
+        }
+        PatternSlot &slot = patternSlots[std::size_t(chosen)];
+        slot.expression = expression;
+        slot.answers.fill(Unknown, derived.size());
     }
-    oldest->pattern = pattern;
-    oldest->options = options;
-    oldest->answers.fill(Unknown, derived.size());
-    oldest->lastUse = useCounter;
-    return *oldest;
+    patternSlots[std::size_t(chosen)].lastUse = useCounter;
+    lastSlot = chosen;
+    return chosen;
 }
 
 void FilterMatchCache::onRowsInserted(const QModelIndex &parent, int first, int last)

@@ -31,9 +31,12 @@ public:
     // The cache of `model`, made on first use.
     static FilterMatchCache *attach(QAbstractItemModel *model);
 
-    // Answers of `row` for `expression`; Unknown also for a row it does not know.
-    Answer answer(const QRegularExpression &expression, int row);
-    void setAnswer(const QRegularExpression &expression, int row, bool match);
+    // The place of the answers for `expression`, made on first use; valid
+    // until the next call.
+    int slotOf(const QRegularExpression &expression);
+    // Unknown also for a row it does not know.
+    Answer answer(int slot, int row) const;
+    void setAnswer(int slot, int row, bool match);
 
     // The derived texts of `row`, or null if they are not known yet.
     const QStringList *derivedTexts(int row) const;
@@ -45,8 +48,7 @@ private:
     // The answers of one expression, one per source row.
     struct PatternSlot
     {
-        QString pattern;
-        QRegularExpression::PatternOptions options;
+        QRegularExpression expression;
         QList<qint8> answers;
         quint64 lastUse = 0;
     };
@@ -56,7 +58,6 @@ private:
         QStringList texts;
     };
 
-    PatternSlot &slotFor(const QRegularExpression &expression);
     void onRowsInserted(const QModelIndex &parent, int first, int last);
     void onRowsRemoved(const QModelIndex &parent, int first, int last);
     void onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight);
@@ -66,4 +67,5 @@ private:
     std::vector<PatternSlot> patternSlots;
     QList<Derived> derived;
     quint64 useCounter = 0;
+    int lastSlot = -1;
 };

@@ -33,29 +33,66 @@ void ProxyModel::resort()
     sort(0, Qt::AscendingOrder);
 }
 
+void ProxyModel::setFilterRegularExpression(const QRegularExpression &expression)
+{
+    QAbstractItemModel *source = sourceModel();
+    if (!source) {
+        QSortFilterProxyModel::setFilterRegularExpression(expression);
+        return;
+    }
+    // The base class pays a pass over the whole tab for every run of rows
+    // that comes or goes; a rebuild costs a sort, worth some hundred runs.
+    const QRegularExpression previous = filterRegularExpression();
+    const int sourceRows = source->rowCount();
+    const int limit = 256;
+    int changed = 0;
+    for (int row = 0; row < sourceRows && changed <= limit; ++row) {
+        if (acceptsRow(row, QModelIndex(), expression) != acceptsRow(row, QModelIndex(), previous))
+            ++changed;
+    }
+    if (changed <= limit) {
+        QSortFilterProxyModel::setFilterRegularExpression(expression);
+        return;
+    }
+    // The base class's own pass then finds nothing to do.
+    previousExpression = previous;
+    answerAsBefore = true;
+    QSortFilterProxyModel::setFilterRegularExpression(expression);
+    answerAsBefore = false;
+    previousExpression = QRegularExpression();
+    invalidate();
+}
+
 bool ProxyModel::filterAcceptsRow(int source_row, const QModelIndex &source_parent) const
+{
+    return acceptsRow(source_row, source_parent,
+                      answerAsBefore ? previousExpression : filterRegularExpression());
+}
+
+bool ProxyModel::acceptsRow(int sourceRow, const QModelIndex &sourceParent,
+                            const QRegularExpression &expression) const
 {
     ItemData copy;
     const ItemData *item = &copy;
-    if (clipboardModel && !source_parent.isValid()) {
-        if (source_row < 0 || source_row >= clipboardModel->items().size())
+    if (clipboardModel && !sourceParent.isValid()) {
+        if (sourceRow < 0 || sourceRow >= clipboardModel->items().size())
             return false;
-        item = &clipboardModel->items().at(source_row);
+        item = &clipboardModel->items().at(sourceRow);
     } else {
-        copy = sourceModel()->index(source_row, 0, source_parent).data().value<ItemData>();
+        copy = sourceModel()->index(sourceRow, 0, sourceParent).data().value<ItemData>();
     }
 
     if (!itemTypes.contains(item->itemType) && !item->hasCustomId(tabId))
         return false;
 
-    const QRegularExpression expression = filterRegularExpression();
     if (expression.pattern().isEmpty())
         return true;
 
     // The cache knows the rows of a flat model only.
-    if (!matchCache || source_parent.isValid())
+    if (!matchCache || sourceParent.isValid())
         return matchesSearch(*item, expression, -1);
-    switch (matchCache->answer(expression, source_row)) {
+    const int slot = matchCache->slotOf(expression);
+    switch (matchCache->answer(slot, sourceRow)) {
     case FilterMatchCache::Match:
         return true;
     case FilterMatchCache::NoMatch:
@@ -63,8 +100,8 @@ bool ProxyModel::filterAcceptsRow(int source_row, const QModelIndex &source_pare
     case FilterMatchCache::Unknown:
         break;
     }
-    const bool match = matchesSearch(*item, expression, source_row);
-    matchCache->setAnswer(expression, source_row, match);
+    const bool match = matchesSearch(*item, expression, sourceRow);
+    matchCache->setAnswer(slot, sourceRow, match);
     return match;
 }
 
@@ -85,6 +122,9 @@ bool ProxyModel::lessThan(const QModelIndex &source_left, const QModelIndex &sou
 bool ProxyModel::matchesSearch(const ItemData &item, const QRegularExpression &expression,
                                int sourceRow) const
 {
+    // An invalid expression matches nothing; asking would only warn on every text.
+    if (!expression.isValid())
+        return false;
     // The remark makes any item findable, also an image without text.
     const QString remark = item.remark();
     if (!remark.isEmpty() && matches(expression, remark))

@@ -1,7 +1,6 @@
 #include "gui/widgetwindowagent.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QWidget>
@@ -173,8 +172,8 @@ bool WidgetWindowAgent::handleMouse(QMouseEvent *event)
     const QPoint pos = event->position().toPoint();
     switch (event->type()) {
     case QEvent::MouseMove:
-        if (dragPending && (event->buttons() & Qt::LeftButton)) {
-            if ((pos - dragStart).manhattanLength() >= QApplication::startDragDistance()) {
+        if (dragPending && event->buttons().testFlag(Qt::LeftButton)) {
+            if ((pos - dragStart).manhattanLength() >= dragThreshold) {
                 dragPending = false;
                 if (!hostWindow->startSystemMove())
                     LOG_DEBUG(QStringLiteral("system move not supported"));
@@ -189,6 +188,7 @@ bool WidgetWindowAgent::handleMouse(QMouseEvent *event)
             return false;
         const Qt::Edges edges = edgesAt(pos);
         if (edges != Qt::Edges()) {
+            dragPending = false;
             updateCursor({});
             if (!hostWindow->startSystemResize(edges))
                 LOG_DEBUG(QStringLiteral("system resize not supported"));

@@ -74,7 +74,10 @@ private:
     QHash<int, QPointer<QAbstractButton>> systemButtons;
 
     // A press on the drag area becomes a system move only once the pointer
-    // has travelled, so that clicks and double clicks on the bar stay clicks.
+    // has left a small square around it. Once the window manager has the
+    // pointer it may swallow the next press, and a double click on the bar
+    // would be lost; the square is small so the window barely lags behind.
+    static constexpr int dragThreshold = 3;
     bool dragPending = false;
     QPoint dragStart;
     bool overrideCursorSet = false;
