@@ -14,8 +14,9 @@ bool isCompositingActive()
     if (!x)
         return true; // not on X: the platform blends, or nothing is shown
     xcb_connection_t *conn = x->connection();
-    // A compositing manager owns the selection _NET_WM_CM_S<screen>.
-    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(0);
+    // A compositing manager owns the selection _NET_WM_CM_S<screen>; the
+    // program's windows live on the first screen, as XConnection's root.
+    const QByteArray name("_NET_WM_CM_S0");
     xcb_intern_atom_reply_t *atomReply =
         xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 1, uint16_t(name.size()), name.constData()), nullptr);
     if (!atomReply)
