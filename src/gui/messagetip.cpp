@@ -5,15 +5,20 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QPainterPath>
 #include <QPalette>
+#include <QRegion>
 #include <QTimer>
 
 #include "common/log.h"
+#include "platform/compositing.h"
 
 MessageTip::MessageTip(const QString &text, QWidget *parent) : QWidget(parent), text(text)
 {
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    setAttribute(Qt::WA_TranslucentBackground);
+    composited = platform::isCompositingActive();
+    if (composited)
+        setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
 
     layout = new QHBoxLayout(this);
@@ -43,6 +48,18 @@ void MessageTip::showTip()
         close();
         deleteLater();
     });
+}
+
+void MessageTip::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    // Without blending the corners outside the rounded shape would show
+    // black; the window's shape cuts them off instead.
+    if (!composited) {
+        QPainterPath path;
+        path.addRoundedRect(QRectF(rect()), 15.0, 15.0);
+        setMask(QRegion(path.toFillPolygon().toPolygon()));
+    }
 }
 
 QPoint MessageTip::tipPosition(const QRect &windowGeometry, const QSize &tipSize)

@@ -24,9 +24,11 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
     QHBoxLayout *layout = nullptr;
     QLabel *label = nullptr;
     QString text;
+    bool composited = true;
 };
