@@ -56,6 +56,9 @@ void QWKDialog::addOkCancelButtons(bool showCancel)
     row->addSpacing(10);
     auto *okButton = new QPushButton(QStringLiteral("确定"), this);
     okButton->setObjectName(QStringLiteral("okCancelBtn"));
+    // Return in the dialog's edit confirms, never cancels.
+    okButton->setDefault(true);
+    cancelButton->setAutoDefault(false);
     row->addWidget(okButton);
     row->addSpacing(20);
     if (!showCancel)
