@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QPushButton>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "gui/titlebar.h"
@@ -27,17 +26,7 @@ QWKDialog::QWKDialog(bool hasMin, bool hasMax, QWidget *parent) : QDialog(parent
     titleBar->setStyleSheet(QStringLiteral("background: rgb(255, 255, 255); "));
     titleBar->setIcon(QApplication::windowIcon());
     layout->addWidget(titleBar);
-    windowAgent->setTitleBar(titleBar);
-    if (titleBar->minButton()) {
-        windowAgent->setHitTestVisible(titleBar->minButton(), true);
-        windowAgent->setSystemButton(QWK::WidgetWindowAgent::Minimize, titleBar->minButton());
-    }
-    if (titleBar->maxButton()) {
-        windowAgent->setHitTestVisible(titleBar->maxButton(), true);
-        windowAgent->setSystemButton(QWK::WidgetWindowAgent::Maximize, titleBar->maxButton());
-    }
-    windowAgent->setHitTestVisible(titleBar->closeButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Close, titleBar->closeButton());
+    titleBar->attachTo(windowAgent);
 }
 
 void QWKDialog::setTitle(const QString &title)

@@ -1,7 +1,6 @@
 #include "gui/qwkmainwindow.h"
 
 #include <QEvent>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "gui/titlebar.h"
@@ -20,13 +19,7 @@ QWKMainWindow::QWKMainWindow(QWidget *parent) : QMainWindow(parent)
     titleBar->setObjectName(QStringLiteral("titleBar"));
     titleBar->setStyleSheet(QStringLiteral("background: rgb(255, 255, 255); border-width:0;"));
     mainLayout->addWidget(titleBar);
-    windowAgent->setTitleBar(titleBar);
-    windowAgent->setHitTestVisible(titleBar->minButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Minimize, titleBar->minButton());
-    windowAgent->setHitTestVisible(titleBar->maxButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Maximize, titleBar->maxButton());
-    windowAgent->setHitTestVisible(titleBar->closeButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Close, titleBar->closeButton());
+    titleBar->attachTo(windowAgent);
 
     auto *central = new QWidget(this);
     central->setLayout(mainLayout);
@@ -43,9 +36,7 @@ void QWKMainWindow::changeEvent(QEvent *event)
 {
     // Maximising from the bar's double click comes here too, not only from
     // the button, so the button's look follows the state from this place.
-    if (event->type() == QEvent::WindowStateChange && titleBar) {
-        if (auto *button = titleBar->findChild<QToolButton *>(QStringLiteral("maxToolButton")))
-            TitleBar::setWidgetProperty(button, "MaxState", isMaximized());
-    }
+    if (event->type() == QEvent::WindowStateChange && titleBar)
+        titleBar->setMaxState(isMaximized());
     QMainWindow::changeEvent(event);
 }

@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QFrame>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "gui/titlebar.h"
@@ -21,13 +20,7 @@ QWKWidget::QWKWidget(QWidget *parent) : QWidget(parent)
     titleBar->setObjectName(QStringLiteral("titleBar"));
     titleBar->setStyleSheet(QStringLiteral("background: rgb(255, 255, 255); "));
     layout->addWidget(titleBar);
-    windowAgent->setTitleBar(titleBar);
-    windowAgent->setHitTestVisible(titleBar->minButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Minimize, titleBar->minButton());
-    windowAgent->setHitTestVisible(titleBar->maxButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Maximize, titleBar->maxButton());
-    windowAgent->setHitTestVisible(titleBar->closeButton(), true);
-    windowAgent->setSystemButton(QWK::WidgetWindowAgent::Close, titleBar->closeButton());
+    titleBar->attachTo(windowAgent);
 
     auto *separator = new QFrame(this);
     separator->setFixedHeight(1);
@@ -44,9 +37,7 @@ void QWKWidget::setTitle(const QString &title)
 
 void QWKWidget::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::WindowStateChange && titleBar) {
-        if (auto *button = titleBar->findChild<QToolButton *>(QStringLiteral("maxToolButton")))
-            TitleBar::setWidgetProperty(button, "MaxState", isMaximized());
-    }
+    if (event->type() == QEvent::WindowStateChange && titleBar)
+        titleBar->setMaxState(isMaximized());
     QWidget::changeEvent(event);
 }

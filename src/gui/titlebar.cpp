@@ -9,6 +9,8 @@
 #include <QToolButton>
 #include <QVariant>
 
+#include "gui/widgetwindowagent.h"
+
 TitleBar::TitleBar(bool hasMin, bool hasMax, QWidget *parent)
     : QWidget(parent), hasMinButton(hasMin), hasMaxButton(hasMax)
 {
@@ -94,4 +96,26 @@ void TitleBar::loadStyleSheet(const QStringList &paths)
         sheet += file.readAll();
     }
     qApp->setStyleSheet(QString::fromUtf8(sheet));
+}
+
+void TitleBar::attachTo(QWK::WidgetWindowAgent *agent)
+{
+    agent->setTitleBar(this);
+    const std::pair<QToolButton *, QWK::WidgetWindowAgent::SystemButton> buttons[] = {
+        {minBtn, QWK::WidgetWindowAgent::Minimize},
+        {maxBtn, QWK::WidgetWindowAgent::Maximize},
+        {closeBtn, QWK::WidgetWindowAgent::Close},
+    };
+    for (const auto &[button, role] : buttons) {
+        if (!button)
+            continue;
+        agent->setHitTestVisible(button, true);
+        agent->setSystemButton(role, button);
+    }
+}
+
+void TitleBar::setMaxState(bool maximized)
+{
+    if (maxBtn)
+        setWidgetProperty(maxBtn, "MaxState", maximized);
 }

@@ -6,6 +6,10 @@ class QIcon;
 class QToolButton;
 class QVariant;
 
+namespace QWK {
+class WidgetWindowAgent;
+}
+
 // The one title bar of every window: optional icon and title on the left,
 // the minimise, maximise and close buttons on the right. The look of the
 // buttons comes from the style sheet, by object name and "MaxState".
@@ -23,6 +27,12 @@ public:
     QToolButton *minButton() const { return minBtn; }
     QToolButton *maxButton() const { return maxBtn; }
     QToolButton *closeButton() const { return closeBtn; }
+
+    // Hands the bar and each of its buttons to the window's agent, so that
+    // the bar drags the window and the buttons keep their clicks.
+    void attachTo(QWK::WidgetWindowAgent *agent);
+    // Lets the style sheet show the restore or the maximise image.
+    void setMaxState(bool maximized);
 
     // Sets a property that style sheet rules select on, and repolishes the
     // widget so that the new rule takes effect at once.
