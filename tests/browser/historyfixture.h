@@ -47,39 +47,34 @@ inline ItemData makeItem(uint hash, uint type, const QString &text, qulonglong t
     return item;
 }
 
-// Runs `action` on the next modal dialog once it is up. The dialogs are run
-// with exec(), so the test can only reach them from inside that loop.
-// Returns the watcher, which the caller deletes if no dialog is expected.
-inline QTimer *onNextModal(std::function<void(QWidget *)> action)
+// Runs `action` on the widget that `find` returns, once there is one. The
+// dialogs and menus run their own loops, so a test can only reach them from
+// inside. Returns the watcher, which the caller deletes if none is expected.
+template<typename Widget>
+QTimer *whenShown(std::function<Widget *()> find, std::function<void(Widget *)> action)
 {
     auto *timer = new QTimer();
     timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, [timer, action] {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal)
+    QObject::connect(timer, &QTimer::timeout, [timer, find, action] {
+        Widget *widget = find();
+        if (!widget)
             return;
         timer->stop();
         timer->deleteLater();
-        action(modal);
+        action(widget);
     });
     timer->start();
     return timer;
 }
 
-// Same for the next popup menu.
-inline void onNextPopup(std::function<void(QMenu *)> action)
+inline QTimer *onNextModal(std::function<void(QWidget *)> action)
 {
-    auto *timer = new QTimer();
-    timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, [timer, action] {
-        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
-        if (!menu)
-            return;
-        timer->stop();
-        timer->deleteLater();
-        action(menu);
-    });
-    timer->start();
+    return whenShown<QWidget>([] { return QApplication::activeModalWidget(); }, action);
+}
+
+inline QTimer *onNextPopup(std::function<void(QMenu *)> action)
+{
+    return whenShown<QMenu>([] { return qobject_cast<QMenu *>(QApplication::activePopupWidget()); }, action);
 }
 
 inline QStringList labelTexts(QWidget *widget)
