@@ -43,6 +43,8 @@ void ProxyModel::setFilterRegularExpression(const QRegularExpression &expression
     // The base class pays a pass over the whole tab for every run of rows
     // that comes or goes; a rebuild costs a sort, worth some hundred runs.
     const QRegularExpression previous = filterRegularExpression();
+    if (matchCache)
+        matchCache->takeMissesFrom(previous, expression);
     const int sourceRows = source->rowCount();
     const int limit = 256;
     int changed = 0;
