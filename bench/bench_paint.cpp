@@ -142,7 +142,8 @@ void BM_PaintScreenNewImages(benchmark::State &state)
 {
     Screen screen;
     screen.repaint();
-    uint serial = 1;
+    // Across repetitions too: the painter's pictures outlive a screen.
+    static uint serial = 1;
     for (auto _ : state) {
         state.PauseTiming();
         // A new identity makes the painter treat the picture as unseen.
