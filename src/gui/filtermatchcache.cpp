@@ -8,6 +8,18 @@ namespace {
 // behind the others do not throw away each other's answers.
 constexpr std::size_t kPatternSlots = 4;
 
+// A pattern without metacharacters matches its own text, character by
+// character; without full case folding a caseless match has the same length.
+bool isLiteral(const QString &pattern)
+{
+    static const QString metacharacters = QStringLiteral("\\^$.[|()?*+{");
+    for (const QChar c : pattern) {
+        if (metacharacters.contains(c))
+            return false;
+    }
+    return !pattern.isEmpty();
+}
+
 } // namespace
 
 FilterMatchCache *FilterMatchCache::attach(QAbstractItemModel *model)
@@ -49,6 +61,33 @@ void FilterMatchCache::setAnswer(int slot, int row, bool match)
     QList<qint8> &answers = patternSlots[std::size_t(slot)].answers;
     if (row >= 0 && row < answers.size())
         answers[row] = match ? Match : NoMatch;
+}
+
+void FilterMatchCache::takeMissesFrom(const QRegularExpression &previous,
+                                      const QRegularExpression &expression)
+{
+    // Extended syntax would make spaces and '#' special.
+    if (previous.patternOptions() != expression.patternOptions() ||
+        (expression.patternOptions() & QRegularExpression::ExtendedPatternSyntaxOption) ||
+        !isLiteral(previous.pattern()) || !isLiteral(expression.pattern()) ||
+        !expression.pattern().contains(previous.pattern()) || !previous.isValid())
+        return;
+    int previousSlot = -1;
+    for (int i = 0; i < int(patternSlots.size()); ++i) {
+        if (patternSlots[std::size_t(i)].expression == previous)
+            previousSlot = i;
+    }
+    if (previousSlot < 0)
+        return;
+    const int slot = slotOf(expression);
+    if (slot == previousSlot)
+        return;
+    const QList<qint8> &misses = patternSlots[std::size_t(previousSlot)].answers;
+    QList<qint8> &answers = patternSlots[std::size_t(slot)].answers;
+    for (int row = 0; row < answers.size() && row < misses.size(); ++row) {
+        if (misses.at(row) == NoMatch)
+            answers[row] = NoMatch;
+    }
 }
 
 const QStringList *FilterMatchCache::derivedTexts(int row) const

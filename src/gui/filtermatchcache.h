@@ -34,6 +34,10 @@ public:
     // The place of the answers for `expression`, made on first use; valid
     // until the next call.
     int slotOf(const QRegularExpression &expression);
+    // Typing on narrows a search: where `previous` found nothing, a literal
+    // `expression` that contains the literal `previous` can find nothing
+    // either, so those rows need no match. Does nothing for other pairs.
+    void takeMissesFrom(const QRegularExpression &previous, const QRegularExpression &expression);
     // Unknown also for a row it does not know.
     Answer answer(int slot, int row) const;
     void setAnswer(int slot, int row, bool match);

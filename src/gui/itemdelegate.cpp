@@ -7,7 +7,9 @@
 #include <QFileInfo>
 #include <QPainter>
 #include <QSortFilterProxyModel>
+#include <QTextBlock>
 #include <QTextCursor>
+#include <QTextLayout>
 #include <QTextDocument>
 
 #include "common/log.h"
@@ -89,6 +91,122 @@ void drawDocument(QPainter *painter, QTextDocument &document, const QRect &rect)
     painter->translate(rect.topLeft());
     document.drawContents(painter, QRectF(0, 0, rect.width(), rect.height()));
     painter->restore();
+}
+
+// Long plain texts are laid out around the hit only; see layOutWindow.
+constexpr qsizetype kLongText = 4000;
+constexpr qsizetype kHead = 600;
+constexpr qsizetype kContext = 400;
+constexpr qsizetype kTail = 1000;
+constexpr int kMinContext = 32;
+
+void setUpDocument(QTextDocument &document, int width)
+{
+    document.setTextWidth(width);
+    QTextOption textOption = document.defaultTextOption();
+    textOption.setWrapMode(QTextOption::WordWrap);
+    document.setDefaultTextOption(textOption);
+}
+
+// Removes all before the first hit but up to four words; returns where the
+// cut was made, -1 when there is no hit.
+int cutBeforeFirstHit(QTextDocument &document, const QString &pattern)
+{
+    QTextCursor cursor = document.find(pattern, 0);
+    if (cursor.isNull())
+        return -1;
+    for (int i = 0; i < 4; ++i) {
+        if (!cursor.movePosition(QTextCursor::PreviousWord))
+            break;
+    }
+    const int cut = cursor.position();
+    cursor.movePosition(QTextCursor::Start, QTextCursor::KeepAnchor);
+    cursor.removeSelectedText();
+    return cut;
+}
+
+// Keeps five lines, then two, then one, until the rest fits. Returns whether
+// the document was too high to begin with.
+bool trimBottom(QTextDocument &document, int height)
+{
+    if (document.size().height() <= height)
+        return false;
+    for (int n = 2; n >= 0; --n) {
+        QTextCursor cursor(&document);
+        for (int i = 0; i < n; ++i)
+            cursor.movePosition(QTextCursor::Down, QTextCursor::KeepAnchor, n);
+        cursor.movePosition(QTextCursor::EndOfLine, QTextCursor::MoveAnchor);
+        cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        if (cursor.hasSelection())
+            cursor.removeSelectedText();
+        if (document.size().height() <= height)
+            break;
+    }
+    return true;
+}
+
+// Whether the lines that a longer text would lay out the same way, all but
+// the last two of the last block, are at least `lines` and reach below
+// `height`. A longer text then has these lines too and is higher still.
+bool linesCertainlyTaller(QTextDocument &document, int height, int lines)
+{
+    document.size();
+    int certain = 0;
+    bool taller = false;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        const QTextLayout *layout = block.layout();
+        const int count = layout->lineCount() - (block.next().isValid() ? 0 : 2);
+        for (int i = 0; i < count; ++i) {
+            const QTextLine line = layout->lineAt(i);
+            ++certain;
+            taller = taller || layout->position().y() + line.y() + line.height() > height;
+            if (taller && certain >= lines)
+                return true;
+        }
+    }
+    return false;
+}
+
+// Texts whose line breaking can't depend on far-away characters: no
+// right-to-left script, directional control or surrogate pair.
+bool windowSafe(const QString &text)
+{
+    for (const QChar c : text) {
+        const ushort u = c.unicode();
+        if ((u >= 0x0590 && u <= 0x08FF) || (u >= 0x200E && u <= 0x200F) || (u >= 0x202A && u <= 0x202E) ||
+            (u >= 0x2066 && u <= 0x2069) || (u >= 0xD800 && u <= 0xDFFF) || (u >= 0xFB1D && u <= 0xFDFF) ||
+            (u >= 0xFE70 && u <= 0xFEFF))
+            return false;
+    }
+    return true;
+}
+
+bool hasBlockSeparator(const QString &pattern)
+{
+    for (const QChar c : pattern) {
+        if (c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::ParagraphSeparator)
+            return true;
+    }
+    return false;
+}
+
+// Window bounds that never split a CR LF pair, which is one block break.
+qsizetype windowStart(const QString &text, qsizetype at)
+{
+    if (at <= 0)
+        return 0;
+    if (at < text.size() && text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n'))
+        return at + 1;
+    return at;
+}
+
+qsizetype windowEnd(const QString &text, qsizetype at)
+{
+    if (at >= text.size())
+        return text.size();
+    if (at > 0 && text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n'))
+        return at + 1;
+    return at;
 }
 
 } // namespace
@@ -285,7 +403,30 @@ void ItemDelegate::drawText(QPainter *painter, const ItemData &item, const QStri
                             QRect contentRect, const QRect &frameRect)
 {
     contentRect.setHeight(contentRect.height() - 2);
-    QTextDocument document;
+    bool topCut = false;
+    bool bottomCut = false;
+    QTextDocument window;
+    QTextDocument whole;
+    QTextDocument *document = &window;
+    if (item.itemType != ItemTypeText || !layOutWindow(window, item.dataMap.value(MIME_TEXT).toString(),
+                                                       pattern, contentRect, topCut, bottomCut)) {
+        document = &whole;
+        layOutWhole(whole, item, pattern, contentRect, topCut, bottomCut);
+    }
+
+    const qreal docHeight = document->size().height();
+    QRect docRect = contentRect;
+    if (docHeight < contentRect.height()) {
+        docRect = QRect(contentRect.left(), int(contentRect.center().y() - docHeight * 0.5),
+                        contentRect.width(), int(docHeight));
+    }
+    drawDocument(painter, *document, docRect);
+    drawCutMarks(painter, *document, topCut, bottomCut, item.itemType == ItemTypeLink, docRect, frameRect);
+}
+
+void ItemDelegate::layOutWhole(QTextDocument &document, const ItemData &item, const QString &pattern,
+                               const QRect &contentRect, bool &topCut, bool &bottomCut)
+{
     if (item.itemType == ItemTypeRichText) {
         document.setHtml(item.dataMap.value(MIME_HTML).toString());
     } else if (item.itemType == ItemTypeText) {
@@ -296,58 +437,65 @@ void ItemDelegate::drawText(QPainter *painter, const ItemData &item, const QStri
             QStringLiteral("<a href=\"%1\" style=\"color:blue;text-decoration:underline;\">%1</a>")
                 .arg(item.hasWebTitle() ? item.webTitle() : item.text()));
     }
-    document.setTextWidth(contentRect.width());
-    QTextOption textOption = document.defaultTextOption();
-    textOption.setWrapMode(QTextOption::WordWrap);
-    document.setDefaultTextOption(textOption);
+    setUpDocument(document, contentRect.width());
 
-    const auto overflows = [&]() {
-        const QSizeF size = document.size();
-        return size.width() > contentRect.width() || size.height() > contentRect.height();
-    };
-
-    bool topCut = false;
+    topCut = false;
     if (!pattern.isEmpty()) {
-        // A long text shows its first hit, with up to four words before it.
-        if (overflows()) {
-            QTextCursor cursor = document.find(pattern, 0);
-            if (!cursor.isNull()) {
-                for (int i = 0; i < 4; ++i) {
-                    if (!cursor.movePosition(QTextCursor::PreviousWord))
-                        break;
-                }
-                cursor.movePosition(QTextCursor::Start, QTextCursor::KeepAnchor);
-                topCut = cursor.hasSelection();
-                cursor.removeSelectedText();
-            }
+        const QSizeF size = document.size();
+        if (size.width() > contentRect.width() || size.height() > contentRect.height())
+            topCut = cutBeforeFirstHit(document, pattern) > 0;
+        highlightAll(document, pattern);
+    }
+    bottomCut = trimBottom(document, contentRect.height());
+}
+
+// A long plain text is laid out only around what the row can show: from a
+// little before the first hit to some lines after it. The rows that come out
+// are those of the whole text, which the checks below make sure of; when
+// one fails the caller lays out the whole text.
+bool ItemDelegate::layOutWindow(QTextDocument &document, const QString &text, const QString &pattern,
+                                const QRect &contentRect, bool &topCut, bool &bottomCut)
+{
+    if (text.size() < kLongText || !windowSafe(text) || hasBlockSeparator(pattern))
+        return false;
+    const int width = contentRect.width();
+    const int height = contentRect.height();
+
+    qsizetype from = 0;
+    qsizetype hit = -1;
+    if (!pattern.isEmpty()) {
+        // The whole text overflows if its first lines do.
+        QTextDocument head;
+        head.setPlainText(text.left(windowEnd(text, kHead)));
+        setUpDocument(head, width);
+        if (!linesCertainlyTaller(head, height, 1))
+            return false;
+        // Where the document's own search will find the first hit.
+        QString searched = text;
+        searched.replace(QChar::Nbsp, QLatin1Char(' '));
+        hit = searched.indexOf(pattern, 0, Qt::CaseInsensitive);
+        if (hit >= 0)
+            from = windowStart(text, hit - kContext);
+    }
+    const qsizetype to = windowEnd(text, (hit >= 0 ? hit + pattern.size() : 0) + kTail);
+    document.setPlainText(text.mid(from, to - from));
+    setUpDocument(document, width);
+
+    topCut = false;
+    if (!pattern.isEmpty()) {
+        if (hit >= 0) {
+            const int cut = cutBeforeFirstHit(document, pattern);
+            // Stopping short of the window's start proves the same words were passed.
+            if (cut < 0 || (from > 0 && cut < kMinContext))
+                return false;
+            topCut = from + cut > 0;
         }
         highlightAll(document, pattern);
     }
-
-    const bool bottomCut = document.size().height() > contentRect.height();
-    if (bottomCut) {
-        // Keep five lines, then two, then one, until the rest fits.
-        for (int n = 2; n >= 0; --n) {
-            QTextCursor cursor(&document);
-            for (int i = 0; i < n; ++i)
-                cursor.movePosition(QTextCursor::Down, QTextCursor::KeepAnchor, n);
-            cursor.movePosition(QTextCursor::EndOfLine, QTextCursor::MoveAnchor);
-            cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
-            if (cursor.hasSelection())
-                cursor.removeSelectedText();
-            if (document.size().height() <= contentRect.height())
-                break;
-        }
-    }
-
-    const qreal docHeight = document.size().height();
-    QRect docRect = contentRect;
-    if (docHeight < contentRect.height()) {
-        docRect = QRect(contentRect.left(), int(contentRect.center().y() - docHeight * 0.5),
-                        contentRect.width(), int(docHeight));
-    }
-    drawDocument(painter, document, docRect);
-    drawCutMarks(painter, document, topCut, bottomCut, item.itemType == ItemTypeLink, docRect, frameRect);
+    if (to < text.size() && !linesCertainlyTaller(document, height, 5))
+        return false;
+    bottomCut = trimBottom(document, height);
+    return true;
 }
 
 // Three small dots on a turned axis on each side where content was left out.

@@ -27,6 +27,10 @@ private:
                           const QRect &contentRect);
     static void drawText(QPainter *painter, const ItemData &item, const QString &pattern, QRect contentRect,
                          const QRect &frameRect);
+    static void layOutWhole(QTextDocument &document, const ItemData &item, const QString &pattern,
+                            const QRect &contentRect, bool &topCut, bool &bottomCut);
+    static bool layOutWindow(QTextDocument &document, const QString &text, const QString &pattern,
+                             const QRect &contentRect, bool &topCut, bool &bottomCut);
     static void drawCutMarks(QPainter *painter, const QTextDocument &document, bool topCut, bool bottomCut,
                              bool link, const QRect &docRect, const QRect &frameRect);
     static int drawIcon(QPainter *painter, const ClipboardModel *model, uint iconHashValue,

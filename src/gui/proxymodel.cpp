@@ -43,11 +43,17 @@ void ProxyModel::setFilterRegularExpression(const QRegularExpression &expression
     // The base class pays a pass over the whole tab for every run of rows
     // that comes or goes; a rebuild costs a sort, worth some hundred runs.
     const QRegularExpression previous = filterRegularExpression();
+    if (matchCache)
+        matchCache->takeMissesFrom(previous, expression);
+    // Both places are found once, not per row; nothing in between asks for another.
+    const int slot = matchCache && !expression.pattern().isEmpty() ? matchCache->slotOf(expression) : -1;
+    const int previousSlot = matchCache && !previous.pattern().isEmpty() ? matchCache->slotOf(previous) : -1;
     const int sourceRows = source->rowCount();
     const int limit = 256;
     int changed = 0;
     for (int row = 0; row < sourceRows && changed <= limit; ++row) {
-        if (acceptsRow(row, QModelIndex(), expression) != acceptsRow(row, QModelIndex(), previous))
+        if (acceptsRow(row, QModelIndex(), expression, slot) !=
+            acceptsRow(row, QModelIndex(), previous, previousSlot))
             ++changed;
     }
     if (changed <= limit) {
@@ -70,14 +76,16 @@ bool ProxyModel::filterAcceptsRow(int source_row, const QModelIndex &source_pare
 }
 
 bool ProxyModel::acceptsRow(int sourceRow, const QModelIndex &sourceParent,
-                            const QRegularExpression &expression) const
+                            const QRegularExpression &expression, int slot) const
 {
     ItemData copy;
     const ItemData *item = &copy;
-    if (clipboardModel && !sourceParent.isValid()) {
-        if (sourceRow < 0 || sourceRow >= clipboardModel->items().size())
+    const ClipboardModel *model = clipboardModel.data();
+    if (model && !sourceParent.isValid()) {
+        const QList<ItemData> &items = model->items();
+        if (sourceRow < 0 || sourceRow >= items.size())
             return false;
-        item = &clipboardModel->items().at(sourceRow);
+        item = &items.at(sourceRow);
     } else {
         copy = sourceModel()->index(sourceRow, 0, sourceParent).data().value<ItemData>();
     }
@@ -89,10 +97,12 @@ bool ProxyModel::acceptsRow(int sourceRow, const QModelIndex &sourceParent,
         return true;
 
     // The cache knows the rows of a flat model only.
-    if (!matchCache || sourceParent.isValid())
+    FilterMatchCache *cache = matchCache.data();
+    if (!cache || sourceParent.isValid())
         return matchesSearch(*item, expression, -1);
-    const int slot = matchCache->slotOf(expression);
-    switch (matchCache->answer(slot, sourceRow)) {
+    if (slot < 0)
+        slot = cache->slotOf(expression);
+    switch (cache->answer(slot, sourceRow)) {
     case FilterMatchCache::Match:
         return true;
     case FilterMatchCache::NoMatch:
@@ -101,7 +111,7 @@ bool ProxyModel::acceptsRow(int sourceRow, const QModelIndex &sourceParent,
         break;
     }
     const bool match = matchesSearch(*item, expression, sourceRow);
-    matchCache->setAnswer(slot, sourceRow, match);
+    cache->setAnswer(slot, sourceRow, match);
     return match;
 }
 

@@ -33,8 +33,9 @@ protected:
     bool lessThan(const QModelIndex &source_left, const QModelIndex &source_right) const override;
 
 private:
-    bool acceptsRow(int sourceRow, const QModelIndex &sourceParent,
-                    const QRegularExpression &expression) const;
+    // `slot` is the cache's place for `expression` when the caller knows it.
+    bool acceptsRow(int sourceRow, const QModelIndex &sourceParent, const QRegularExpression &expression,
+                    int slot = -1) const;
     bool matchesSearch(const ItemData &item, const QRegularExpression &expression, int sourceRow) const;
     QStringList derivedTexts(const ItemData &item, int sourceRow) const;
 

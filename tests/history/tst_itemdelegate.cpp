@@ -66,9 +66,9 @@ struct Row
         proxy.setFilterRegularExpression(
             QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
     }
-    QImage paint()
+    QImage paint(int width = kWidth)
     {
-        QImage image(kWidth, 84, QImage::Format_RGB32);
+        QImage image(width, 84, QImage::Format_RGB32);
         image.fill(Qt::white);
         QPainter painter(&image);
         QStyleOptionViewItem option;
@@ -150,6 +150,8 @@ class TestItemDelegate : public QObject
 private slots:
     void textRows_data();
     void textRows();
+    void longTextsAsWhole_data();
+    void longTextsAsWhole();
     void remarkNarrowsContent();
     void fileRows();
     void imageRows();
@@ -201,6 +203,52 @@ void TestItemDelegate::textRows()
         const auto blue = [](QRgb c) { return qBlue(c) > 150 && qRed(c) < 100 && qGreen(c) < 100; };
         QVERIFY(countPixels(image, kRightMark, blue) > 0);
     }
+}
+
+// A long text is laid out around the hit only; the row must be the one that
+// the whole text gives. A paragraph in a right-to-left script makes the
+// painter lay out the whole text; put where it is cut off, it changes
+// nothing that can be seen.
+void TestItemDelegate::longTextsAsWhole_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<int>("width");
+    QTest::addColumn<bool>("rightToLeftFirst");
+
+    QString words;
+    for (int i = 0; words.size() < 20000; ++i)
+        words += QStringLiteral("word%1 ").arg(i * 7919 % 1000);
+    const QString cjk = QString::fromUtf8("剪贴板历史记录中的一段很长的文字，").repeated(800);
+    QTest::newRow("no search") << words << "" << kWidth << false;
+    QTest::newRow("hit deep inside") << words << "word123 " << kWidth << true;
+    QTest::newRow("hit deep inside, narrow") << words << "word123 " << 300 << true;
+    QTest::newRow("hit near the start") << words << "word0 " << kWidth << false;
+    QTest::newRow("hit at the end") << words + "needle"
+                                    << "needle" << kWidth << true;
+    QTest::newRow("expression, no plain hit") << words << "word12." << kWidth << false;
+    QTest::newRow("lines") << lines(900, "needle") + "\n" + lines(100) << "needle" << kWidth << true;
+    QTest::newRow("CR LF lines") << lines(900).replace("\n", "\r\n") + " needle " + lines(10) << "needle"
+                                 << kWidth << true;
+    QTest::newRow("long word at the hit")
+        << words + "needle" + QString(3000, 'x') + words << "needle" << kWidth << true;
+    // Without spaces the run before the hit is one word, and nothing is cut at the top.
+    QTest::newRow("CJK") << cjk + "针" + cjk << "针" << kWidth << false;
+    const QString spaced = QString(cjk).replace(QString::fromUtf8("，"), QString::fromUtf8("， "));
+    QTest::newRow("CJK with spaces") << spaced + "针" + spaced << "针" << kWidth << true;
+}
+
+void TestItemDelegate::longTextsAsWhole()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, pattern);
+    QFETCH(int, width);
+    QFETCH(bool, rightToLeftFirst);
+    const QString rightToLeft = QString::fromUtf8("שלום");
+    const QString whole = rightToLeftFirst ? rightToLeft + "\n" + text : text + "\n" + rightToLeft;
+    const QImage windowedRow = Row(makeItem(ItemTypeText, {{MIME_TEXT, text}}), pattern).paint(width);
+    const QImage wholeRow = Row(makeItem(ItemTypeText, {{MIME_TEXT, whole}}), pattern).paint(width);
+    QCOMPARE(windowedRow, wholeRow);
 }
 
 void TestItemDelegate::remarkNarrowsContent()

@@ -58,6 +58,8 @@ private slots:
     void filter_data();
     void filter();
     void followsChanges();
+    void narrowingSearch();
+    void manyRowsComeAndGo();
     void order();
 
 private:
@@ -188,6 +190,54 @@ void TestProxyModel::followsChanges()
     for (const auto &proxy : proxies)
         proxy->setFilterRegularExpression(QRegularExpression());
     QCOMPARE(proxyOf(0)->rowCount(), model->rowCount());
+}
+
+// Typing on skips rows that the shorter text missed; a row changed in
+// between is asked again.
+void TestProxyModel::narrowingSearch()
+{
+    const auto search = [&](const QString &pattern) {
+        for (const auto &proxy : proxies)
+            proxy->setFilterRegularExpression(
+                QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+        return sorted(names(*proxyOf(0)));
+    };
+    QCOMPARE(search("te"), (QStringList{"noted", "text"}));
+    model->setItemRemark(model->index(0), "tex");
+    QCOMPARE(search("tex"), (QStringList{"plain", "text"}));
+    QCOMPARE(search("text"), QStringList{"text"});
+    QCOMPARE(search("t.xt"), QStringList{"text"});
+    QCOMPARE(search("(t)ex"), (QStringList{"plain", "text"}));
+}
+
+// A search that shows or hides hundreds of rows rebuilds each tab at once.
+void TestProxyModel::manyRowsComeAndGo()
+{
+    for (int i = 0; i < 600; ++i)
+        model->addLoadedItem(makeItem(QString("bulk%1").arg(i), ItemTypeText, 20 + i,
+                                      {{MIME_TEXT, QString("bulk%1").arg(i)}}));
+    ProxyModel *all = proxyOf(0);
+    const QPersistentModelIndex kept = all->index(all->rowCount() - 1, 0);
+    const auto search = [&](const QString &pattern) {
+        for (const auto &proxy : proxies)
+            proxy->setFilterRegularExpression(
+                QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+    };
+    search("nothing");
+    QCOMPARE(names(*all), QStringList{"plain"});
+    QVERIFY(!kept.isValid());
+    search("");
+    QCOMPARE(all->rowCount(), model->rowCount());
+    QCOMPARE(proxyOf(3)->rowCount(), 603);
+    for (int row = 1; row < all->rowCount(); ++row) {
+        QVERIFY(all->index(row - 1, 0).data().value<ItemData>().lastActiveTime >=
+                all->index(row, 0).data().value<ItemData>().lastActiveTime);
+    }
+    const QPersistentModelIndex top = all->index(0, 0);
+    search("bulk5");
+    QCOMPARE(all->rowCount(), 111);
+    QCOMPARE(top.data().value<ItemData>().dataMap.value(MIME_EXE_PATH).toString(), QString("bulk599"));
+    QCOMPARE(top.row(), 0);
 }
 
 void TestProxyModel::order()
