@@ -1,6 +1,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QMimeData>
+#include <QProcess>
 #include <QScrollBar>
 #include <QStandardPaths>
 #include <QTest>
@@ -35,6 +36,8 @@ private slots:
     void copyFromListMakesNoNewRow();
     void windowHidesAfterCopyUnlessPinned();
     void digitKeysCopyTheRowUnderTheDigit();
+    void dragOut_data();
+    void dragOut();
 
 private:
     ClipboardBrowser *list() const { return window->tabWidget()->currentBrowser(); }
@@ -130,6 +133,60 @@ void TestWindow::digitKeysCopyTheRowUnderTheDigit()
     QTRY_COMPARE(clipboardText(), expected);
     QTRY_VERIFY(!window->isVisible());
     QTest::keyRelease(window, Qt::Key_Control);
+}
+
+void TestWindow::dragOut_data()
+{
+    QTest::addColumn<bool>("ontoField");
+    QTest::newRow("dropped into a text field") << true;
+    QTest::newRow("dropped on the bare desktop") << false;
+}
+
+// A real drag through the X server, driven from outside by xdotool while
+// the drag runs its own loop here.
+void TestWindow::dragOut()
+{
+    QFETCH(bool, ontoField);
+    QProcess target;
+    target.start(QStringLiteral(PASTETARGET_PATH), {});
+    QVERIFY(QTest::qWaitFor([&] { return target.canReadLine(); }, 10000));
+    QVERIFY(target.readLine().startsWith("ready"));
+
+    window->filterLineEdit()->clear();
+    window->move(700, 100);
+    QApplication::processEvents();
+    const QModelIndex row = list()->model()->index(2, 0);
+    const ItemData item = row.data().value<ItemData>();
+    list()->scrollTo(row);
+    const QPoint from = list()->viewport()->mapToGlobal(list()->visualRect(row).center());
+    // The field of the target window, at (100, 100) and 400 wide; or the
+    // empty desktop below everything.
+    const QPoint to = ontoField ? QPoint(300, 100 + 60) : QPoint(300, 900);
+
+    QStringList script{"mousemove", QString::number(from.x()), QString::number(from.y()), "mousedown", "1"};
+    for (int step = 1; step <= 8; ++step) {
+        const QPoint at = from + (to - from) * step / 8;
+        script << "sleep" << "0.05" << "mousemove" << QString::number(at.x()) << QString::number(at.y());
+    }
+    script << "sleep" << "0.3" << "mouseup" << "1";
+    QProcess drag;
+    drag.start(QStringLiteral("xdotool"), script);
+
+    if (ontoField) {
+        QByteArray output;
+        QTRY_VERIFY2_WITH_TIMEOUT((output += target.readAll()).contains(item.text().toUtf8()),
+                                  output.constData(), 10000);
+        QTRY_COMPARE(list()->model()->index(0, 0).data().value<ItemData>().hashValue, item.hashValue);
+        QTRY_VERIFY(!window->isVisible());
+    } else {
+        QTRY_COMPARE_WITH_TIMEOUT(drag.state(), QProcess::NotRunning, 10000);
+        QTest::qWait(300);
+        QCOMPARE(list()->model()->index(2, 0).data().value<ItemData>().hashValue, item.hashValue);
+        QVERIFY(window->isVisible());
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(drag.state(), QProcess::NotRunning, 10000);
+    target.kill();
+    target.waitForFinished();
 }
 
 QTEST_MAIN(TestWindow)
