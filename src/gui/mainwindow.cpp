@@ -171,6 +171,8 @@ void MainWindow::createWidgets()
         createTab(20, tabId, tabName, autoDelete, true);
     });
     connect(tabs, &TabWidget::currentChanged, this, [this] {
+        // The digit hints count the rows of the list now shown.
+        resetVisibleRows();
         updateCountLabel();
         if (ClipboardBrowser *browser = tabs->currentBrowser())
             browser->setFocus();
