@@ -32,7 +32,7 @@ ClipBoardManager::ClipBoardManager(QCoreApplication *application) : App(applicat
 
     // The last foreign window in front is where a paste goes.
     auto *activeWndTimer = new QTimer(this);
-    connect(activeWndTimer, &QTimer::timeout, this, &ClipBoardManager::trackActiveWnd);
+    connect(activeWndTimer, &QTimer::timeout, writer, &ClipboardWriter::trackActiveWnd);
     activeWndTimer->start(100);
 }
 
@@ -64,49 +64,4 @@ bool ClipBoardManager::shouldShowAtStart(bool elevated, bool schTask, bool autoS
     // The scheduled task passes no "--AutoStart"; the run that handed over
     // left its own in the setting.
     return !parentAutoStart;
-}
-
-QMimeData *ClipBoardManager::buildMimeData(const QVariantMap &dataMap)
-{
-    return ClipboardWriter::buildMimeData(dataMap);
-}
-
-void ClipBoardManager::setClipBoardData(const QVariantMap &dataMap, bool marker)
-{
-    writer->setClipBoardData(dataMap, marker);
-}
-
-void ClipBoardManager::setClipBoardText(const QString &text, bool marker)
-{
-    writer->setClipBoardText(text, marker);
-}
-
-void ClipBoardManager::setClipBoardImage(const QImage &image)
-{
-    writer->setClipBoardImage(image);
-}
-
-void ClipBoardManager::setClipBoardUrls(const QList<QUrl> &urls, bool marker)
-{
-    writer->setClipBoardUrls(urls, marker);
-}
-
-void ClipBoardManager::setClipBoardMultiData(const QList<ItemData> &items)
-{
-    writer->setClipBoardMultiData(items);
-}
-
-void ClipBoardManager::sendCopyMessage(const QVariantMap &dataMap)
-{
-    writer->sendCopyMessage(dataMap);
-}
-
-void ClipBoardManager::trackActiveWnd()
-{
-    writer->trackActiveWnd();
-}
-
-platform::WindowHandle ClipBoardManager::activeWnd() const
-{
-    return writer->activeWnd();
 }
