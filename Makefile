@@ -7,7 +7,7 @@ BUILD_TYPE ?= RelWithDebInfo
 WERROR ?= $(if $(CI),ON,OFF)
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench clean
+.PHONY: all deps configure build run test bench coverage clean
 
 all: build
 
@@ -43,5 +43,23 @@ test: build
 bench: build
 	scripts/x-session.sh scripts/run-benchmarks.sh $(BUILD_DIR)
 
+# An instrumented build of its own runs the whole suite once and prints the
+# line and branch coverage of src/; the report per file lands in
+# $(COVERAGE_DIR)/coverage.txt.
+COVERAGE_DIR ?= build-coverage
+coverage:
+	@scripts/install-deps.sh coverage
+	cmake -S . -B $(COVERAGE_DIR) -G Ninja \
+	    -DCMAKE_BUILD_TYPE=Debug \
+	    -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
+	    -DVORLIK_COVERAGE=ON -DVORLIK_BUILD_BENCH=OFF \
+	    -DVORLIK_WERROR=$(WERROR)
+	cmake --build $(COVERAGE_DIR) -j $(JOBS)
+	find $(COVERAGE_DIR) -name '*.gcda' -delete
+	scripts/x-session.sh ctest --test-dir $(COVERAGE_DIR) --output-on-failure --timeout 300 -j $(JOBS)
+	gcovr --root . --object-directory $(COVERAGE_DIR) --filter 'src/' \
+	    --exclude-throw-branches --exclude-unreachable-branches \
+	    --output $(COVERAGE_DIR)/coverage.txt --print-summary
+
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) $(COVERAGE_DIR)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, running and testing need.
 # Idempotent: asks apt only for what is missing.
+# Usage: scripts/install-deps.sh [coverage]
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,9 @@ packages=(
     xvfb xauth openbox xclip xdotool x11-utils trayer imagemagick
     fonts-noto-cjk
 )
+if [ "${1:-}" = coverage ]; then
+    packages+=(gcovr)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
