@@ -3,13 +3,13 @@
 #include <QTimer>
 #include <QWidget>
 
-#include "gui/clipboardwriter.h"
+#include "capture/clipboardwriter.h"
 #include "common/datadirectory.h"
 #include "common/log.h"
 #include "common/processflags.h"
 #include "common/setting.h"
-#include "gui/mainwindow.h"
 #include "platform/processinfo.h"
+#include "window/mainwindow.h"
 
 ClipBoardManager *clipBoardManager = nullptr;
 

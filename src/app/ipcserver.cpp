@@ -11,8 +11,8 @@
 #include "app/clipboardmanager.h"
 #include "app/ipccommandscan.h"
 #include "common/log.h"
-#include "gui/mainwindow.h"
 #include "platform/localsocketname.h"
+#include "window/mainwindow.h"
 
 IPCServer *ipcServer = nullptr;
 

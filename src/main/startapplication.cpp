@@ -15,15 +15,16 @@
 #include "app/ipcclient.h"
 #include "app/ipcserver.h"
 #include "app/metatypes.h"
-#include "app/sqlmanager.h"
+#include "app/storagewiring.h"
 #include "common/datadirectory.h"
 #include "common/historysettings.h"
 #include "common/log.h"
 #include "common/processflags.h"
 #include "common/setting.h"
-#include "gui/titlebar.h"
+#include "frame/titlebar.h"
 #include "platform/crashhandler.h"
 #include "platform/terminationhandler.h"
+#include "storage/sqlmanager.h"
 
 namespace {
 // Held for the whole life of the process; never deleted.
@@ -111,7 +112,7 @@ int startApplication(int &argc, char **argv)
     clipBoardManager = new ClipBoardManager(application);
 
     sqlManager = new SqlManager(dataDirectory() + QStringLiteral("/vorlik.db"));
-    sqlManager->attach(clipBoardManager->mainWindow());
+    connectStorage(sqlManager, clipBoardManager->mainWindow());
     sqlManager->initThread();
 
     LOG_INFO(QStringLiteral("start exec app pid %1").arg(applicationPid));

@@ -16,13 +16,14 @@
 #include <QTest>
 
 #include "app/metatypes.h"
-#include "app/sqlmanager.h"
+#include "app/storagewiring.h"
 #include "common/log.h"
 #include "common/mime.h"
 #include "common/setting.h"
-#include "gui/mainwindow.h"
 #include "item/itemcodec.h"
+#include "storage/sqlmanager.h"
 #include "support/tempappfolder.h"
+#include "window/mainwindow.h"
 
 namespace {
 const QString kConnection = "capture-check";
@@ -87,7 +88,7 @@ void TestCapture::initTestCase()
     window = new MainWindow;
     // Lives to the end of the process, as in the program.
     auto *sql = new SqlManager(folder.filePath("vorlik.db"));
-    sql->attach(window);
+    connectStorage(sql, window);
     QVERIFY(sql->initThread());
 
     QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", kConnection);

@@ -13,11 +13,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "capture/clipboardsnapshot.h"
+#include "capture/clonedata.h"
 #include "common/log.h"
 #include "common/mime.h"
 #include "common/sourceapplication.h"
-#include "gui/clipboardsnapshot.h"
-#include "gui/clonedata.h"
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
 #include "platform/processinfo.h"

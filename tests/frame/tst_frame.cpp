@@ -25,18 +25,18 @@
 #include <QWindow>
 
 #include "common/log.h"
-#include "gui/confirmdialog.h"
-#include "gui/createtabdialog.h"
-#include "gui/customgraphicsdropshadoweffect.h"
-#include "gui/custommenu.h"
+#include "frame/confirmdialog.h"
+#include "frame/createtabdialog.h"
+#include "frame/customgraphicsdropshadoweffect.h"
+#include "frame/custommenu.h"
+#include "frame/filterlineedit.h"
+#include "frame/messagetip.h"
+#include "frame/qwkmainwindow.h"
+#include "frame/qwkwidget.h"
+#include "frame/remarkdialog.h"
+#include "frame/titlebar.h"
+#include "frame/widgetwindowagent.h"
 #include "platform/compositing.h"
-#include "gui/filterlineedit.h"
-#include "gui/messagetip.h"
-#include "gui/qwkmainwindow.h"
-#include "gui/qwkwidget.h"
-#include "gui/remarkdialog.h"
-#include "gui/titlebar.h"
-#include "gui/widgetwindowagent.h"
 
 namespace {
 const QStringList appSheets = {

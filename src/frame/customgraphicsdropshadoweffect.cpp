@@ -1,0 +1,6 @@
+#include "frame/customgraphicsdropshadoweffect.h"
+
+QRectF CustomGraphicsDropShadowEffect::boundingRectFor(const QRectF &rect) const
+{
+    return rect;
+}

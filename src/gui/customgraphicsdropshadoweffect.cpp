@@ -1,6 +1,0 @@
-#include "gui/customgraphicsdropshadoweffect.h"
-
-QRectF CustomGraphicsDropShadowEffect::boundingRectFor(const QRectF &rect) const
-{
-    return rect;
-}
