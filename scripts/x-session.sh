@@ -9,9 +9,12 @@ chmod 700 "$runtime_dir"
 export XDG_RUNTIME_DIR="$runtime_dir"
 
 # The server picks a free display itself and reports it on a pipe, so two
-# sessions started at the same moment never share one.
+# sessions started at the same moment never share one. Without -noreset the
+# server resets whenever its last client leaves, and refuses connections
+# while it does: the window manager, connecting just after the readiness
+# probe left, then failed to open the display now and then.
 exec {fd}<> <(:)
-Xvfb -displayfd "$fd" -screen 0 1920x1080x24 -nolisten tcp >"$runtime_dir/xvfb.log" 2>&1 &
+Xvfb -displayfd "$fd" -screen 0 1920x1080x24 -nolisten tcp -noreset >"$runtime_dir/xvfb.log" 2>&1 &
 xvfb_pid=$!
 cleanup() {
     [ -n "${wm_pid:-}" ] && kill "$wm_pid" 2>/dev/null || true
@@ -43,26 +46,19 @@ if ! wait_for xdpyinfo; then
     exit 1
 fi
 
-# On a loaded machine the window manager may fail its first start; try again.
 # Captured rather than piped: with pipefail, grep -q closing the pipe early
 # would fail a check that matched.
 wm_ready() { [[ "$(xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null)" == *"window id #"* ]]; }
-for attempt in 1 2 3; do
-    openbox >"$runtime_dir/openbox.log" 2>&1 &
-    wm_pid=$!
-    for _ in $(seq 1 300); do
-        wm_ready && break
-        kill -0 "$wm_pid" 2>/dev/null || break
-        sleep 0.1
-    done
-    wm_ready && kill -0 "$wm_pid" 2>/dev/null && break
-    echo "x-session: window manager start $attempt failed:" >&2
-    cat "$runtime_dir/openbox.log" >&2
-    kill "$wm_pid" 2>/dev/null || true
-    wm_pid=""
+openbox >"$runtime_dir/openbox.log" 2>&1 &
+wm_pid=$!
+for _ in $(seq 1 300); do
+    wm_ready && break
+    kill -0 "$wm_pid" 2>/dev/null || break
+    sleep 0.1
 done
-if [ -z "$wm_pid" ]; then
-    echo "x-session: no window manager" >&2
+if ! wm_ready || ! kill -0 "$wm_pid" 2>/dev/null; then
+    echo "x-session: the window manager did not start:" >&2
+    cat "$runtime_dir/openbox.log" >&2
     exit 1
 fi
 
