@@ -1,36 +1,30 @@
 #include <csignal>
+#include <cstring>
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
 
 #include "app/clipboardmanager.h"
+#include "app/ipcserver.h"
+#include "app/storagewiring.h"
+#include "common/log.h"
+#include "item/clipboardmodel.h"
+#include "storage/sqlmanager.h"
 #include "support/tempappfolder.h"
+#include "window/mainwindow.h"
 
-namespace {
-QString readFile(const QString &path)
+static QString readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
-
-// Runs a helper to its end; a hang counts as a normal exit with code -1.
-std::pair<QProcess::ExitStatus, int> runHelper(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return {QProcess::NormalExit, -1};
-    }
-    return {process.exitStatus(), process.exitCode()};
-}
-} // namespace
 
 class TestApp : public QObject
 {
@@ -39,15 +33,23 @@ private slots:
     void initTestCase();
     void showAtStart_data();
     void showAtStart();
-    void exceptionNet_data();
-    void exceptionNet();
-    void crashWritesDump_data();
-    void crashWritesDump();
+    void faultEndsProgram_data();
+    void faultEndsProgram();
+    void serverReadsCommands();
+    void storageFeedsWindowAndKeepsModelWrites();
+
+private:
+    TempAppFolder folder;
 };
 
 void TestApp::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(folder.isValid());
+    // A runtime folder of our own: no running copy of the program is reached.
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(folder.path()));
+    QCOMPARE(IPCServer::serverName(), folder.filePath("vorlikIpcServer"));
+    initLog(LogDebug, folder.path());
 }
 
 void TestApp::showAtStart_data()
@@ -57,17 +59,14 @@ void TestApp::showAtStart_data()
     QTest::addColumn<bool>("autoStart");
     QTest::addColumn<bool>("parentAutoStart");
     QTest::addColumn<bool>("shown");
-
-    for (int bits = 0; bits < 8; ++bits) {
-        const bool schTask = bits & 1, autoStart = bits & 2, parent = bits & 4;
-        // Not elevated: only the login start is silent, whatever else is set.
-        QTest::addRow("plain schtask=%d auto=%d parent=%d", schTask, autoStart, parent)
-            << false << schTask << autoStart << parent << !autoStart;
-        // Elevated by hand: always shown, even with "--AutoStart". Through the
-        // scheduled task: the handing-over run decides.
-        QTest::addRow("elevated schtask=%d auto=%d parent=%d", schTask, autoStart, parent)
-            << true << schTask << autoStart << parent << (!schTask || !parent);
-    }
+    // Not elevated: only the login start is silent, whatever else is set.
+    QTest::newRow("by hand") << false << false << false << true << true;
+    QTest::newRow("login") << false << true << true << false << false;
+    // Elevated by hand: always shown, even with "--AutoStart".
+    QTest::newRow("elevated by hand") << true << false << true << true << true;
+    // Through the scheduled task, the run that handed over decides.
+    QTest::newRow("task after login") << true << true << false << true << false;
+    QTest::newRow("task after start by hand") << true << true << true << false << true;
 }
 
 void TestApp::showAtStart()
@@ -80,97 +79,147 @@ void TestApp::showAtStart()
     QCOMPARE(ClipBoardManager::shouldShowAtStart(elevated, schTask, autoStart, parentAutoStart), shown);
 }
 
-void TestApp::exceptionNet_data()
+void TestApp::faultEndsProgram_data()
 {
     QTest::addColumn<QString>("mode");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QString>("absent");
-
-    QTest::newRow("std::exception") << "throw" << 1
-                                    << QStringList{"] Exception: broken slot\n\n", "loop ended with 1"}
-                                    << "QtFatal";
-    QTest::newRow("other type") << "unknown" << 1 << QStringList{"] Exception: \n\n", "loop ended with 1"}
-                                << "QtFatal";
+    QTest::addColumn<QProcess::ExitStatus>("status");
+    QTest::addColumn<int>("code");          // the exit code, or the signal of a crash
+    QTest::addColumn<QStringList>("lines"); // patterns the log must hold
+    QTest::addColumn<QString>("absent");    // from the log
+    QTest::addColumn<bool>("dumped");       // or only logged, for want of a folder
+    const auto normal = QProcess::NormalExit, crash = QProcess::CrashExit;
+    QTest::newRow("std::exception") << "throw" << normal << 1
+                                    << QStringList{"\\] Exception: broken slot\n\n", "loop ended with 1"}
+                                    << "QtFatal" << false;
+    QTest::newRow("other type") << "unknown" << normal << 1
+                                << QStringList{"\\] Exception: \n\n", "loop ended with 1"} << "QtFatal"
+                                << false;
     // qFatal cannot unwind to the loop, but still ends as the net does.
-    QTest::newRow("qFatal") << "fatal" << 1
-                            << QStringList{"QtFatal: fatal in slot 7", "] Exception: fatal in slot 7\n\n"}
-                            << "loop ended";
-    QTest::newRow("no fault") << "none" << 5 << QStringList{"loop ended with 5"} << "Exception";
+    QTest::newRow("qFatal") << "fatal" << normal << 1
+                            << QStringList{"QtFatal: fatal in slot 7", "\\] Exception: fatal in slot 7\n\n"}
+                            << "loop ended" << false;
+    QTest::newRow("clean") << "none" << normal << 5 << QStringList{"loop ended with 5"} << "Exception"
+                           << false;
+    // The process still dies of its signal, as if no handler were there.
+    QTest::newRow("null pointer") << "segv" << crash << SIGSEGV << QStringList() << "dumpFile" << true;
+    QTest::newRow("abort") << "abort" << crash << SIGABRT << QStringList() << "dumpFile" << true;
+    // Without a dump folder only the log line is left, laid out like every other error line.
+    QTest::newRow("dump folder missing")
+        << "segv" << crash << SIGSEGV
+        << QStringList{"(^|\n)error   \\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]  \\[\\d+\\] "
+                       "dumpFile not vaild 2\n\n"}
+        << "Exception" << false;
 }
 
-void TestApp::exceptionNet()
+void TestApp::faultEndsProgram()
 {
     QFETCH(QString, mode);
-    QFETCH(int, exitCode);
+    QFETCH(QProcess::ExitStatus, status);
+    QFETCH(int, code);
     QFETCH(QStringList, lines);
     QFETCH(QString, absent);
-
-    TempAppFolder folder;
-    QCOMPARE(runHelper(EXCEPTIONHELPER_PATH, {folder.path(), mode}),
-             std::pair(QProcess::NormalExit, exitCode));
-    const QString log = readFile(folder.filePath("vorlik.log"));
+    QFETCH(bool, dumped);
+    TempAppFolder logFolder;
+    const qint64 before = QDateTime::currentSecsSinceEpoch();
+    QProcess helper;
+    helper.start(FAULTHELPER_PATH, {logFolder.path(), mode, logFolder.filePath(dumped ? "." : "gone")});
+    QVERIFY(helper.waitForFinished(60000));
+    const qint64 after = QDateTime::currentSecsSinceEpoch();
+    QCOMPARE(std::pair(helper.exitStatus(), helper.exitCode()), std::pair(status, code));
+    const QString log = readFile(logFolder.filePath("vorlik.log"));
     for (const QString &line : lines)
-        QVERIFY2(log.contains(line), qPrintable(log));
+        QVERIFY2(log.contains(QRegularExpression(line)), qPrintable(log));
     QVERIFY2(!log.contains(absent), qPrintable(log));
-}
 
-void TestApp::crashWritesDump_data()
-{
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<int>("signal");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("folderExists");
-    QTest::newRow("null pointer") << "segv" << SIGSEGV << "SIGSEGV" << true;
-    QTest::newRow("abort") << "abort" << SIGABRT << "SIGABRT" << true;
-    QTest::newRow("arithmetic") << "fpe" << SIGFPE << "SIGFPE" << true;
-    QTest::newRow("dump folder missing") << "segv" << SIGSEGV << "SIGSEGV" << false;
-}
-
-void TestApp::crashWritesDump()
-{
-    QFETCH(QString, mode);
-    QFETCH(int, signal);
-    QFETCH(QString, name);
-    QFETCH(bool, folderExists);
-
-    TempAppFolder folder;
-    const QString dumpFolder = folderExists ? folder.path() : folder.filePath("gone");
-    const QString logPath = folder.filePath("vorlik.log");
-    const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-    // The process still dies of its signal, as if no handler were there.
-    QCOMPARE(runHelper(CRASHHELPER_PATH, {dumpFolder, logPath, mode}),
-             std::pair(QProcess::CrashExit, signal));
-    const QDateTime after = QDateTime::currentDateTime();
-
-    const QStringList dumps = QDir(folder.path()).entryList({"*.dmp"}, QDir::Files);
-    if (!folderExists) {
-        // Only the log line is left, laid out like every other error line.
-        QVERIFY(dumps.isEmpty());
-        const QString log = readFile(logPath);
-        QVERIFY2(QRegularExpression(
-                     "^error   \\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]  \\[\\d+\\] "
-                     "dumpFile not vaild 2\n\n$")
-                     .match(log)
-                     .hasMatch(),
-                 qPrintable(log));
+    const QStringList dumps = QDir(logFolder.path()).entryList({"*.dmp"}, QDir::Files);
+    QCOMPARE(dumps.size(), dumped ? 1 : 0);
+    if (!dumped)
         return;
-    }
-    QCOMPARE(dumps.size(), 1);
-    const QRegularExpressionMatch match =
-        QRegularExpression("^(\\d{4}-\\d\\d-\\d\\d-\\d\\d-\\d\\d-\\d\\d)-vorlik\\.dmp$").match(dumps.first());
-    QVERIFY2(match.hasMatch(), qPrintable(dumps.first()));
-    const QDateTime stamp = QDateTime::fromString(match.captured(1), "yyyy-MM-dd-hh-mm-ss");
-    QVERIFY2(stamp.isValid() && stamp >= before.addMSecs(-before.time().msec()) && stamp <= after,
-             qPrintable(match.captured(1)));
-
-    const QString dump = readFile(folder.filePath(dumps.first()));
-    QVERIFY2(dump.startsWith(QString("signal %1 (%2)\n").arg(signal).arg(name)), qPrintable(dump));
-    QVERIFY(dump.contains("\naddress 0x"));
+    // The name carries the second of the crash.
+    const QRegularExpressionMatch match = QRegularExpression("^(.{19})-vorlik\\.dmp$").match(dumps.first());
+    const qint64 stamp = QDateTime::fromString(match.captured(1), "yyyy-MM-dd-hh-mm-ss").toSecsSinceEpoch();
+    QVERIFY2(match.hasMatch() && stamp >= before && stamp <= after, qPrintable(dumps.first()));
+    const QString dump = readFile(logFolder.filePath(dumps.first()));
+    QVERIFY2(dump.startsWith(QString("signal %1 (SIG%2)\n").arg(code).arg(sigabbrev_np(code))) &&
+                 dump.contains("\naddress 0x"),
+             qPrintable(dump));
     // At least the handler's own frame and main's caller are listed.
     QVERIFY2(dump.section("backtrace:\n", 1).count('\n') >= 3, qPrintable(dump));
-    QVERIFY(!QFile::exists(logPath));
 }
 
-QTEST_GUILESS_MAIN(TestApp)
+void TestApp::serverReadsCommands()
+{
+    const auto log = [] { return readFile(logFilePath()); };
+    const QString name = IPCServer::serverName();
+    IPCServer server;
+    QVERIFY(server.isListening());
+    // A later copy's server must not take the name from the one that listens.
+    IPCServer second;
+    QVERIFY(!second.isListening() && log().contains(QString("server listen fail %1 is in use\n").arg(name)));
+    {
+        QLocalSocket client;
+        client.connectToServer(name);
+        QVERIFY(client.waitForConnected(5000));
+        // The bracket alone is kept until the rest comes in a later read.
+        client.write("(");
+        QTRY_COMPARE(server.bufferedConnectionCount(), 1);
+        // Back to back, and an unfinished one that waits for more.
+        client.write("2)(one)()(1)(4");
+        // No main window exists here, so command 1 ends at the window lookup.
+        QTRY_VERIFY(log().contains("] no window to tell of command 1\n"));
+        for (const char *line :
+             {"] unknown command 2\n", "] command convert num fail one\n", "] command convert num fail \n"})
+            QVERIFY2(log().contains(line), line);
+        QCOMPARE(server.bufferedConnectionCount(), 1);
+        QCOMPARE(client.state(), QLocalSocket::ConnectedState);
+    }
+    // The partial command goes with the client, and so does its socket.
+    QTRY_COMPARE(server.bufferedConnectionCount(), 0);
+    QTRY_VERIFY(server.findChildren<QLocalSocket *>().isEmpty());
+
+    // Anything before the bracket ends the connection unread.
+    QLocalSocket client;
+    QSignalSpy disconnected(&client, &QLocalSocket::disconnected);
+    client.connectToServer(name);
+    QVERIFY(client.waitForConnected(5000));
+    client.write("x(3)");
+    QTRY_COMPARE(disconnected.count(), 1);
+    QVERIFY(!log().contains("] unknown command 3\n"));
+}
+
+void TestApp::storageFeedsWindowAndKeepsModelWrites()
+{
+    TempAppFolder dataFolder;
+    initLog(LogDebug, dataFolder.path());
+    QPixmap icon(6, 6);
+    icon.fill(Qt::red);
+    uint iconHash = 0;
+    for (const bool firstRun : {true, false}) {
+        // A window and the database joined as at start.
+        MainWindow window;
+        ClipboardModel *model = window.clipboardModel();
+        SqlManager manager(dataFolder.filePath("vorlik.db"));
+        connectStorage(&manager, &window);
+        QVERIFY(manager.initThread());
+        QVERIFY(manager.initThread()); // a second call adds no second set of connections
+        if (firstRun) {
+            // The model's own announcements reach the database through the front.
+            model->addIcon("/bin/editor", icon, iconHash);
+            ItemData item;
+            for (item.hashValue = 1; item.hashValue <= 2; ++item.hashValue)
+                model->addItem(item);
+            model->removeItem(1);
+            // Writes are never answered; the worker logs the end of the last one.
+            QTRY_VERIFY(readFile(logFilePath()).contains("] delete item cost "));
+        } else {
+            // The next start shows what the last one kept.
+            QTRY_COMPARE(model->rowCount(), 1);
+            QCOMPARE(model->items().at(0).hashValue, 2u);
+            QCOMPARE(model->getIcon(iconHash).size(), QSize(6, 6));
+        }
+    }
+    QCOMPARE(readFile(logFilePath()).count("fail to"), 0);
+}
+
+QTEST_MAIN(TestApp)
 #include "tst_app.moc"
