@@ -57,7 +57,7 @@ coverage:
 	scripts/x-session.sh ctest --test-dir $(COVERAGE_DIR) --output-on-failure --timeout 300 -j $(JOBS)
 	gcovr --root . --object-directory $(COVERAGE_DIR) --filter 'src/' \
 	    --exclude-throw-branches --exclude-unreachable-branches \
-	    --output $(COVERAGE_DIR)/coverage.txt --print-summary
+	    --output $(COVERAGE_DIR)/coverage.txt --print-summary $(COVERAGE_DIR)
 
 clean:
 	rm -rf $(BUILD_DIR) $(COVERAGE_DIR)
