@@ -33,6 +33,7 @@ private slots:
     void filter_data();
     void filter();
     void remembersAnswers();
+    void manyRowsComeAndGo();
 
 private:
     // Every tab gets the pattern, as the browsers do, so that answers are shared.
@@ -153,6 +154,27 @@ void TestProxyModel::remembersAnswers()
         search(pattern);
         QCOMPARE(names(0), expected);
     }
+}
+
+// A search that shows or hides hundreds of rows rebuilds the tab in one pass:
+// the rows and their order must be those of the row-by-row update, and an
+// index held on a row that stays must follow it.
+void TestProxyModel::manyRowsComeAndGo()
+{
+    for (int i = 0; i < 600; ++i)
+        model->addLoadedItem(makeItem(QString("bulk%1").arg(i), ItemTypeText, 20 + i,
+                                      {{MIME_TEXT, QString("bulk%1").arg(i)}}));
+    search("nothing");
+    QCOMPARE(names(0), QStringList{"plain"});
+    search("");
+    QCOMPARE(tabs[3]->rowCount(), 603);
+    QCOMPARE(names(0).mid(598), (QStringList{"bulk1", "bulk0", "plain", "folder", "file", "link", "titled",
+                                             "noted", "bare", "ocr", "rich", "text"}));
+    const QPersistentModelIndex top = tabs[0]->index(0, 0);
+    search("bulk5");
+    QCOMPARE(tabs[0]->rowCount(), 111);
+    QCOMPARE(top.row(), 0);
+    QCOMPARE(names(0).first(), QString("bulk599"));
 }
 
 QTEST_MAIN(TestProxyModel)
