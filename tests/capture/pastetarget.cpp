@@ -8,7 +8,6 @@
 #include <QCommandLineParser>
 #include <QLineEdit>
 #include <QList>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <QWindow>
@@ -17,12 +16,9 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
-    parser.addHelpOption();
-    const QCommandLineOption windowsOption(QStringLiteral("windows"), QStringLiteral("Number of windows."),
-                                           QStringLiteral("n"), QStringLiteral("1"));
-    parser.addOption(windowsOption);
+    parser.addOption({"windows", "Number of windows.", "n", "1"});
     parser.process(app);
-    const int count = qBound(1, parser.value(windowsOption).toInt(), 4);
+    const int count = qBound(1, parser.value("windows").toInt(), 4);
 
     QList<QWidget *> windows;
     for (int i = 0; i < count; ++i) {
@@ -31,10 +27,8 @@ int main(int argc, char *argv[])
         auto *field = new QLineEdit(window);
         (new QVBoxLayout(window))->addWidget(field);
         window->setGeometry(100 + 420 * i, 100, 400, 120);
-        QObject::connect(field, &QLineEdit::textChanged, [i](const QString &text) {
-            QString line = text;
-            line.replace(QLatin1Char('\n'), QLatin1String("\\n"));
-            std::printf("text %d %s\n", i, line.toUtf8().constData());
+        QObject::connect(field, &QLineEdit::textChanged, [i](QString text) {
+            std::printf("text %d %s\n", i, text.replace('\n', QLatin1String("\\n")).toUtf8().constData());
             std::fflush(stdout);
         });
         window->show();
@@ -42,19 +36,14 @@ int main(int argc, char *argv[])
     }
 
     // Ready once the window manager has mapped every window.
-    auto *poll = new QTimer(&app);
-    QObject::connect(poll, &QTimer::timeout, [poll, windows] {
-        QByteArray line("ready");
-        for (QWidget *window : windows) {
-            if (!window->windowHandle() || !window->windowHandle()->isExposed())
-                return;
-            line += ' ' + QByteArray::number(window->winId());
-        }
-        poll->stop();
-        std::printf("%s\n", line.constData());
-        std::fflush(stdout);
-    });
-    poll->start(10);
+    QByteArray line("ready");
+    for (QWidget *window : std::as_const(windows)) {
+        while (!window->windowHandle()->isExposed())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        line += ' ' + QByteArray::number(window->winId());
+    }
+    std::printf("%s\n", line.constData());
+    std::fflush(stdout);
     const int result = app.exec();
     qDeleteAll(windows);
     return result;

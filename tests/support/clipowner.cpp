@@ -7,15 +7,23 @@
 //   --urls u1,u2                 URLs; a leading / is a local file
 //   --image WxH                  a generated image
 //   --data mime=value            any format, repeatable
+//   --icon-window                owns it from a window on screen that announces
+//                                an icon in 16, 32 and 48 px (red, green, blue)
+//
+// Built as iconowner, the command line is just the text: `iconowner [text]`.
 
 #include <cstdio>
+#include <utility>
 
 #include <QClipboard>
 #include <QCommandLineParser>
 #include <QFile>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QImage>
 #include <QMimeData>
+#include <QPixmap>
+#include <QRasterWindow>
 #include <QUrl>
 
 namespace {
@@ -33,7 +41,13 @@ int main(int argc, char *argv[])
     for (const char *name : {"text", "text-file", "html", "urls", "image", "data"})
         parser.addOption({name, name, "value"});
     parser.addOption({"empty-text", "An empty text."});
+    parser.addOption({"icon-window", "Owns it from a window with an icon."});
+#ifdef ICONOWNER
+    parser.process(
+        {app.arguments().at(0), "--icon-window", "--text", app.arguments().value(1, "icon owner text")});
+#else
     parser.process(app);
+#endif
 
     auto *mimeData = new QMimeData;
     if (parser.isSet("text"))
@@ -71,6 +85,23 @@ int main(int argc, char *argv[])
         if (equals <= 0)
             return fail("bad data " + entry);
         mimeData->setData(entry.left(equals), entry.mid(equals + 1).toUtf8());
+    }
+
+    QRasterWindow window;
+    if (parser.isSet("icon-window")) {
+        QIcon icon;
+        for (const auto &[size, color] :
+             {std::pair{16, Qt::red}, std::pair{32, Qt::green}, std::pair{48, Qt::blue}}) {
+            QPixmap pixmap(size, size);
+            pixmap.fill(color);
+            icon.addPixmap(pixmap);
+        }
+        window.setTitle("icon owner");
+        window.setIcon(icon);
+        window.resize(200, 100);
+        window.show();
+        while (!window.isExposed())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
     QClipboard *clipboard = QGuiApplication::clipboard();
