@@ -15,7 +15,12 @@
 
 MessageTip::MessageTip(const QString &text, QWidget *parent) : QWidget(parent), text(text)
 {
-    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    // Takes neither the focus nor clicks, and the window manager keeps no frame
+    // around it: otherwise the tip got the focus when the main window hid under
+    // it, and clicks on the list under it hit the tip.
+    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                   Qt::BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus |
+                   Qt::WindowTransparentForInput);
     composited = platform::isCompositingActive();
     if (composited)
         setAttribute(Qt::WA_TranslucentBackground);
