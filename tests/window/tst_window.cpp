@@ -40,6 +40,7 @@ private slots:
     void digitKeysCopyTheRowUnderTheDigit();
     void dragOutIntoAField();
     void trayMenuQuits();
+    void sizeAndCountShown();
 
 private:
     ClipboardBrowser *list() const { return window->tabWidget()->currentBrowser(); }
@@ -216,6 +217,21 @@ void TestWindow::trayMenuQuits()
     QCOMPARE(QCoreApplication::exec(), 0);
     QCOMPARE(entries, QStringList{"退出"});
     QVERIFY(!window->isVisible());
+}
+
+// The size the user gave the window comes back at the next start; the count
+// under the list is that of the current tab.
+void TestWindow::sizeAndCountShown()
+{
+    QCOMPARE(window->minimumSize(), QSize(450, 450));
+    window->resize(700, 600);
+    int width = 0, height = 0;
+    QTRY_VERIFY(Setting::instance().getMainWindowSize(width, height) && width == 700 && height == 600);
+    MainWindow next;
+    QCOMPARE(next.size(), QSize(700, 600));
+    const QStringList labels = labelTexts(window.data());
+    QVERIFY2(labels.contains(QString::number(list()->model()->rowCount()) + "个复制项"),
+             qPrintable(labels.join('|')));
 }
 
 QTEST_MAIN(TestWindow)
