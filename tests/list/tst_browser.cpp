@@ -2,6 +2,7 @@
 
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QStandardPaths>
 #include <QtTest>
@@ -187,6 +188,16 @@ void TestBrowser::menuCommands()
     runMenu(all.get(), "删除");
     QCOMPARE(deleted.count(), 2);
     QCOMPARE(shownHashes(*all), QList<uint>{3});
+
+    // A remark typed into its dialog and confirmed with Return stays on the item.
+    all->setCurrentIndex(all->model()->index(0, 0));
+    onNextModal([](QWidget *dialog) {
+        auto *edit = dialog->findChild<QLineEdit *>();
+        QTest::keyClicks(edit, "my note");
+        QTest::keyClick(edit, Qt::Key_Return);
+    });
+    runMenu(all.get(), "编辑备注");
+    QCOMPARE(all->model()->index(0, 0).data().value<ItemData>().remark(), QString("my note"));
 }
 
 // While Ctrl is held the rows on screen are numbered from the top one, also
