@@ -97,7 +97,22 @@ void ClipboardModel::addItem(const ItemData &itemData)
 
 void ClipboardModel::addLoadedItem(const ItemData &itemData)
 {
-    insertAtTop(itemData);
+    if (!contains(itemData.hashValue)) {
+        insertAtTop(itemData);
+        return;
+    }
+    // A copy made while the history was loading repeated a stored item. Its
+    // row is the newer one and stays; it takes over what only the stored row
+    // knew (tabs, remark, recognised text). Its own insert found the stored
+    // row in the way, so the stored row is replaced by it.
+    const int row = rowOf(itemData.hashValue);
+    ItemData &item = itemList[row];
+    if (item.takeStoredExtras(itemData)) {
+        const QModelIndex changed = index(row);
+        emit dataChanged(changed, changed, {});
+    }
+    emit deleteItemSignal(item.hashValue);
+    emit insertSignal(item);
 }
 
 void ClipboardModel::removeRow(int row)

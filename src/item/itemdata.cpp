@@ -121,3 +121,27 @@ void ItemData::writeCustomIdEntry()
 {
     dataMap.insert(MIME_CUSTOM_ID, serializeCustomIds(customIds));
 }
+
+bool ItemData::takeStoredExtras(const ItemData &stored)
+{
+    bool taken = false;
+    for (auto it = stored.dataMap.cbegin(); it != stored.dataMap.cend(); ++it) {
+        if (!dataMap.contains(it.key())) {
+            dataMap.insert(it.key(), it.value());
+            taken = true;
+        }
+    }
+    if (ocrResults.isEmpty() && !stored.ocrResults.isEmpty()) {
+        ocrResults = stored.ocrResults;
+        taken = true;
+    }
+    const QSet<uint> ownIds = customIds;
+    customIds.unite(stored.customIds);
+    if (customIds != ownIds) {
+        writeCustomIdEntry();
+        taken = true;
+    }
+    if (taken)
+        cachedDataSize = -1;
+    return taken;
+}

@@ -71,6 +71,11 @@ public:
     // Writes the customid entry of dataMap from customIds.
     void writeCustomIdEntry();
 
+    // Takes from `stored`, the same item as stored earlier, what this newer
+    // copy of it lacks: tabs, remark, recognised text and other extras.
+    // Returns whether anything was taken.
+    bool takeStoredExtras(const ItemData &stored);
+
 private:
     mutable int cachedDataSize = -1;
 };

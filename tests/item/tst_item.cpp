@@ -193,6 +193,14 @@ private slots:
         row("add", "dataChanged insert", "new:c+|" + same, [](auto m, uint) { m->addItem(textItem("new")); });
         row("add loaded", "dataChanged", "old|" + same,
             [](auto m, uint) { m->addLoadedItem(textItem("old", 500)); });
+        // A copy made during the load that repeats a stored item stays one row with its own
+        // times, takes the stored tabs and remark, and replaces the stored row.
+        row("copied while loading", "dataChanged deleteItem insert", "other[20]{r}|t[21,22]",
+            [](auto m, uint) {
+                ItemData stored = textItem("other", 500, {20});
+                stored.setRemark("r");
+                m->addLoadedItem(stored);
+            });
         row("remove", "deleteItem", "other", [](auto m, uint t) { m->removeItem(t); });
         // A use moves the item up in time; a copy of a known item refreshes both times.
         row("use", "dataChanged updateActiveTime scrollToTop", "other|t[21,22]:+",
