@@ -27,6 +27,11 @@ QList<QPointer<IPCServer>> &waitingServers()
 // How long a socket file may take to answer before it counts as left
 // behind by a copy that crashed. A live server accepts at once.
 constexpr int probeTimeoutMs = 500;
+
+// Commands are a few bytes; a peer whose unfinished command outgrows this
+// is not speaking the protocol. Reads are taken in pieces of this size, so
+// that no single write of a peer makes the buffer larger.
+constexpr qint64 maxPendingCommandBytes = 64 * 1024;
 } // namespace
 
 IPCServer::IPCServer(QObject *parent) : QObject(parent), server(new QLocalServer(this))
@@ -98,14 +103,24 @@ void IPCServer::onRecvData()
     if (!socket)
         return;
 
-    QString buffer = socketBuffers.value(socket) + QString::fromUtf8(socket->readAll());
-    const IPCCommandScan scan = scanIpcCommands(buffer);
-    socketBuffers.insert(socket, buffer);
-    for (const QString &command : scan.commands)
-        dealCommand(command);
-    // Closing runs onDisconnect at once, which drops the buffer.
-    if (scan.garbage)
-        socket->close();
+    while (socket->bytesAvailable() > 0) {
+        QString buffer = socketBuffers.value(socket) + QString::fromUtf8(socket->read(maxPendingCommandBytes));
+        const IPCCommandScan scan = scanIpcCommands(buffer);
+        socketBuffers.insert(socket, buffer);
+        for (const QString &command : scan.commands)
+            dealCommand(command);
+        // Closing runs onDisconnect at once, which drops the buffer.
+        if (scan.garbage) {
+            socket->close();
+            return;
+        }
+        if (buffer.size() > maxPendingCommandBytes) {
+            LOG_WARNING(QStringLiteral("unfinished command longer than %1 bytes, connection dropped")
+                            .arg(maxPendingCommandBytes));
+            socket->close();
+            return;
+        }
+    }
 }
 
 void IPCServer::onDisconnect()

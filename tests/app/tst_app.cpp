@@ -185,6 +185,17 @@ void TestApp::serverReadsCommands()
     client.write("x(3)");
     QTRY_COMPARE(disconnected.count(), 1);
     QVERIFY(!log().contains("] unknown command 3\n"));
+
+    // Whole commands may come in any number; an unfinished one may not grow without end.
+    QLocalSocket talker;
+    QSignalSpy dropped(&talker, &QLocalSocket::disconnected);
+    talker.connectToServer(name);
+    QVERIFY(talker.waitForConnected(5000));
+    talker.write(QByteArray("(5)").repeated(30000) + "(" + QByteArray(70 * 1024, '7'));
+    QTRY_COMPARE(dropped.count(), 1);
+    QCOMPARE(log().count("] unknown command 5\n"), 30000);
+    QVERIFY(log().contains("] unfinished command longer than 65536 bytes, connection dropped\n"));
+    QTRY_COMPARE(server.bufferedConnectionCount(), 0);
 }
 
 void TestApp::storageFeedsWindowAndKeepsModelWrites()
