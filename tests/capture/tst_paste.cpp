@@ -272,6 +272,21 @@ private slots:
         QCOMPARE(keys.count(), 2);
         QCOMPARE(clipboardData()->text(), "to nobody");
     }
+
+    // A program may claim any pid and host for its window (a forwarded or
+    // sandboxed one names a number that is not its process here); the
+    // server's own answer counts first.
+    void processOfWindowFromServer()
+    {
+        xcb_connection_t *conn = platform::XConnection::instance()->connection();
+        const auto window = xcb_window_t(ownWindow.winId());
+        const quint32 claimedPid = 1;
+        xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, platform::XConnection::instance()->wmPidAtom(),
+                            XCB_ATOM_CARDINAL, 32, 1, &claimedPid);
+        xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, 8,
+                            9, "elsewhere");
+        QCOMPARE(platform::windowProcessId(window), QCoreApplication::applicationPid());
+    }
 };
 
 QTEST_MAIN(TestPaste)

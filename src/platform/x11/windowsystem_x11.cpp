@@ -3,6 +3,10 @@
 #include <cstdlib>
 #include <memory>
 
+#include <unistd.h>
+
+#include <QByteArray>
+
 #include <xcb/res.h>
 
 #include "platform/x11/xconnection.h"
@@ -29,6 +33,28 @@ quint32 takeCardinal(xcb_connection_t *conn, xcb_get_property_cookie_t cookie)
     if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4)
         return 0;
     return *static_cast<const quint32 *>(xcb_get_property_value(reply.get()));
+}
+
+// Whether WM_CLIENT_MACHINE names this host; a window without it is taken
+// at its word, as most local programs never set it on helper windows.
+bool runsOnThisHost(const PropertyReply &machine)
+{
+    if (!machine || machine->format != 8 || xcb_get_property_value_length(machine.get()) <= 0)
+        return true;
+    char host[256] = {};
+    if (gethostname(host, sizeof(host) - 1) != 0)
+        return true;
+    // Host names are compared without case and without their domain, which
+    // some programs add and others leave off.
+    const auto shortName = [](const QByteArray &name) {
+        qsizetype end = 0;
+        while (end < name.size() && name.at(end) != '\0' && name.at(end) != '.')
+            ++end;
+        return name.first(end).toLower();
+    };
+    const QByteArray claimed(static_cast<const char *>(xcb_get_property_value(machine.get())),
+                             xcb_get_property_value_length(machine.get()));
+    return shortName(claimed) == shortName(QByteArray(host));
 }
 
 } // namespace
@@ -65,10 +91,11 @@ ProcessId windowProcessId(WindowHandle window)
     xcb_connection_t *conn = x->connection();
     const auto xid = static_cast<xcb_window_t>(window);
 
-    // Both questions go out together, so the lookup costs one round trip. The
-    // property is what the program says of itself; hidden helper windows (the
-    // usual clipboard owners) lack it, and then the server tells which local
-    // client created the window.
+    // All questions go out together, so the lookup costs one round trip. The
+    // server knows which local process made the window; the property is only
+    // what the program says of itself, and a forwarded or sandboxed program
+    // says a number that is not a process here. So the server is asked first,
+    // and the property counts only when the window says it runs on this host.
     xcb_res_query_client_ids_cookie_t idsCookie{};
     if (x->hasClientIds()) {
         xcb_res_client_id_spec_t query;
@@ -76,26 +103,32 @@ ProcessId windowProcessId(WindowHandle window)
         query.mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID;
         idsCookie = xcb_res_query_client_ids(conn, 1, &query);
     }
+    const bool askProperty = x->wmPidAtom() != XCB_ATOM_NONE;
     xcb_get_property_cookie_t pidCookie{};
-    if (x->wmPidAtom() != XCB_ATOM_NONE)
+    xcb_get_property_cookie_t machineCookie{};
+    if (askProperty) {
         pidCookie = xcb_get_property(conn, 0, xid, x->wmPidAtom(), XCB_ATOM_CARDINAL, 0, 1);
+        machineCookie = xcb_get_property(conn, 0, xid, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, 0, 64);
+    }
 
     ProcessId pid = 0;
-    if (x->wmPidAtom() != XCB_ATOM_NONE)
-        pid = takeCardinal(conn, pidCookie);
     if (x->hasClientIds()) {
         xcb_generic_error_t *error = nullptr;
         auto reply = own(xcb_res_query_client_ids_reply(conn, idsCookie, &error), error);
-        if (pid == 0 && reply) {
-            for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem > 0;
-                 xcb_res_client_id_value_next(&it)) {
-                const auto &[clientId, valueLength] = *it.data;
-                if ((clientId.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && valueLength >= 4) {
-                    pid = *xcb_res_client_id_value_value(it.data);
-                    break;
-                }
+        for (auto it = reply ? xcb_res_query_client_ids_ids_iterator(reply.get()) : xcb_res_client_id_value_iterator_t{};
+             it.rem > 0; xcb_res_client_id_value_next(&it)) {
+            const auto &[clientId, valueLength] = *it.data;
+            if ((clientId.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && valueLength >= 4) {
+                pid = *xcb_res_client_id_value_value(it.data);
+                break;
             }
         }
+    }
+    if (askProperty) {
+        const ProcessId claimed = takeCardinal(conn, pidCookie);
+        const bool local = runsOnThisHost(takeProperty(conn, machineCookie));
+        if (pid == 0 && local)
+            pid = claimed;
     }
     return pid;
 }
