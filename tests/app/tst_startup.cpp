@@ -1,10 +1,12 @@
 #include <csignal>
 
 #include <QFile>
+#include <QLibraryInfo>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTest>
+#include <QTranslator>
 
 #include "support/tempappfolder.h"
 
@@ -97,6 +99,13 @@ void TestStartup::startHoldsLockAndStopsOnSignal()
     const qint64 pid = first.processId();
     const QString flags = "\\[%1\\] isautostart %2 isschtask %3 parent isAutoStart [01] isAdmin [01]\n";
     QVERIFY2(log().contains(QRegularExpression(flags.arg(pid).arg(int(autoStart)).arg(int(schTask)))),
+             qPrintable(log()));
+    // Qt's own texts are in the program's language too, as Qt's catalogue has them.
+    QTranslator qtTexts;
+    QVERIFY(qtTexts.load("qtbase_zh_CN", QLibraryInfo::path(QLibraryInfo::TranslationsPath)));
+    const QString pressShortcut = qtTexts.translate("QKeySequenceEdit", "Press shortcut");
+    QVERIFY(!pressShortcut.isEmpty());
+    QVERIFY2(log().contains(QString("[%1] load succ 1 after translate %2\n").arg(pid).arg(pressShortcut)),
              qPrintable(log()));
     QTRY_VERIFY(QFile::exists(path("vorlik.db")));
     if (closeWindow) {
