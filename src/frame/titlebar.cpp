@@ -23,10 +23,14 @@ TitleBar::TitleBar(bool hasMin, bool hasMax, QWidget *parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addStretch(1);
 
+    // The buttons take no focus: made before the window's content, they
+    // would be first in its focus chain, and a dialog would open with the
+    // focus on close, where Space closes it instead of typing.
     if (hasMinButton) {
         minBtn = new QToolButton(this);
         minBtn->setObjectName(QStringLiteral("minToolButton"));
         connect(minBtn, &QToolButton::clicked, this, &TitleBar::onMinButtonClicked);
+        minBtn->setFocusPolicy(Qt::NoFocus);
         layout->addWidget(minBtn);
     }
     if (hasMaxButton) {
@@ -40,10 +44,12 @@ TitleBar::TitleBar(bool hasMin, bool hasMax, QWidget *parent)
             else
                 w->showMaximized();
         });
+        maxBtn->setFocusPolicy(Qt::NoFocus);
         layout->addWidget(maxBtn);
     }
     closeBtn = new QToolButton(this);
     closeBtn->setObjectName(QStringLiteral("closeToolButton"));
+    closeBtn->setFocusPolicy(Qt::NoFocus);
     connect(closeBtn, &QToolButton::clicked, this, [this] { window()->close(); });
     layout->addWidget(closeBtn);
 }

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QImageReader>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -17,9 +18,11 @@
 
 #include "common/log.h"
 #include "frame/confirmdialog.h"
+#include "frame/createtabdialog.h"
 #include "frame/messagetip.h"
 #include "frame/qwkmainwindow.h"
 #include "frame/qwkwidget.h"
+#include "frame/remarkdialog.h"
 #include "frame/titlebar.h"
 #include "frame/widgetwindowagent.h"
 
@@ -38,6 +41,8 @@ private slots:
     void initTestCase();
     void dialogs_data();
     void dialogs();
+    void keyboardStaysInTheContent_data();
+    void keyboardStaysInTheContent();
     void maximiseAndMinimise();
     void tipsGoAwayByThemselves();
     void resourcesAndTranslation();
@@ -88,6 +93,51 @@ void TestFrame::dialogs()
                                                       : buttons.at(click == QStringLiteral("确定")),
                       Qt::LeftButton);
     QCOMPARE(dialog.result(), result);
+}
+
+void TestFrame::keyboardStaysInTheContent_data()
+{
+    QTest::addColumn<QString>("window");
+    QTest::addColumn<QString>("focused"); // the button's text; empty: an edit
+    QTest::newRow("main window") << QStringLiteral("main") << QString();
+    QTest::newRow("new tab") << QStringLiteral("tab") << QString();
+    QTest::newRow("remark") << QStringLiteral("remark") << QString();
+    QTest::newRow("notice") << QStringLiteral("confirm") << QStringLiteral("确定");
+}
+
+// A window opens with the keyboard in its first input, where Space types; Tab
+// goes round the content and never onto the bar's buttons.
+void TestFrame::keyboardStaysInTheContent()
+{
+    QFETCH(QString, window);
+    QFETCH(QString, focused);
+    QScopedPointer<QWidget> shown;
+    if (window == "main") {
+        auto *main = new QWKMainWindow;
+        main->centralWidget()->layout()->addWidget(new QLineEdit(main));
+        shown.reset(main);
+    } else if (window == "tab") {
+        shown.reset(new CreateTabDialog(QString(), false));
+    } else if (window == "remark") {
+        shown.reset(new RemarkDialog);
+    } else {
+        shown.reset(new ConfirmDialog(QStringLiteral("删除?"), true));
+    }
+    shown->show();
+    QVERIFY(QTest::qWaitForWindowActive(shown.data()));
+
+    auto *edit = qobject_cast<QLineEdit *>(QApplication::focusWidget());
+    auto *button = qobject_cast<QAbstractButton *>(QApplication::focusWidget());
+    QVERIFY(focused.isEmpty() ? edit != nullptr : button && button->text() == focused);
+    if (edit) {
+        QTest::keyClicks(edit, " x");
+        QCOMPARE(edit->text(), QStringLiteral(" x"));
+        QVERIFY(shown->isVisible());
+    }
+    for (int i = 0; i < 4; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QVERIFY(!shown->findChild<TitleBar *>()->isAncestorOf(QApplication::focusWidget()));
+    }
 }
 
 void TestFrame::maximiseAndMinimise()
