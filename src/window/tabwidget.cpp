@@ -256,8 +256,11 @@ void TabWidget::onDeleteTab(uint index)
     const TabData data = tabDataAt(tabIndex);
     QWidget *browser = stackedWidget->widget(tabIndex);
 
-    tabBar->removeTab(tabIndex);
+    // The page goes first: the bar then announces its new current tab with
+    // an index that already points at the right page, and whatever reads the
+    // current list on that signal (the count under it) reads the one shown.
     stackedWidget->removeWidget(browser);
+    tabBar->removeTab(tabIndex);
     stackedWidget->setCurrentIndex(tabBar->currentIndex());
     saveTabOrder();
     // The tab goes from the database before its items are updated; the

@@ -29,6 +29,8 @@ private slots:
     void init();
 
     void createdTabsReuseTheLowestFreeId();
+    void countAfterDeletingATab_data();
+    void countAfterDeletingATab();
     void editFromTheTabMenu_data();
     void editFromTheTabMenu();
     void savedOrderAtStart_data();
@@ -131,6 +133,32 @@ void TestTabs::createdTabsReuseTheLowestFreeId()
     tabs->onCreateNewTab();
     QCOMPARE(order(), (QList<uint>{0, 1, 2, 4, 3, 21, 20}));
     QCOMPARE(tabs->browsers().last()->model()->rowCount(), 0);
+}
+
+void TestTabs::countAfterDeletingATab_data()
+{
+    QTest::addColumn<int>("current");
+    QTest::newRow("the current tab") << 5;
+    QTest::newRow("left of the current tab") << 6;
+}
+
+// The count under the list reads the tab shown after a deletion, not the deleted one.
+void TestTabs::countAfterDeletingATab()
+{
+    QFETCH(int, current);
+    window->createTab(20, 20, "empty", true, false);
+    window->createTab(20, 21, "one", true, false);
+    ItemData item = makeItem(7, ItemTypeText, "kept", 100);
+    item.addCustomId(21);
+    window->onLoadDbDaba({item});
+    tabs->bar()->setCurrentIndex(current);
+    QVERIFY(labelTexts(window.data()).contains(QString::number(current - 5) + "个复制项"));
+
+    onNextModal([](QWidget *dialog) { clickButton(dialog, QStringLiteral("确定")); });
+    tabs->onDeleteTab(5);
+    QCOMPARE(tabs->currentBrowser()->browserTabId(), 21u);
+    const QStringList labels = labelTexts(window.data());
+    QVERIFY2(labels.contains("1个复制项"), qPrintable(labels.join('|')));
 }
 
 void TestTabs::editFromTheTabMenu_data()
