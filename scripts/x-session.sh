@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs a command inside a private X server with a window manager, the way a
 # desktop session would: Xvfb, openbox, and a runtime folder of its own.
-# Usage: scripts/x-session.sh COMMAND [ARGS...]
+# Usage: [VORLIK_SCREEN=WxHxDEPTH] scripts/x-session.sh COMMAND [ARGS...]
+# The screen is 1920x1080x24 unless VORLIK_SCREEN names another.
 set -euo pipefail
 
 runtime_dir=$(mktemp -d /tmp/vorlik-xdg.XXXXXX)
@@ -14,7 +15,7 @@ export XDG_RUNTIME_DIR="$runtime_dir"
 # while it does: the window manager, connecting just after the readiness
 # probe left, then failed to open the display now and then.
 exec {fd}<> <(:)
-Xvfb -displayfd "$fd" -screen 0 1920x1080x24 -nolisten tcp -noreset >"$runtime_dir/xvfb.log" 2>&1 &
+Xvfb -displayfd "$fd" -screen 0 "${VORLIK_SCREEN:-1920x1080x24}" -nolisten tcp -noreset >"$runtime_dir/xvfb.log" 2>&1 &
 xvfb_pid=$!
 cleanup() {
     [ -n "${wm_pid:-}" ] && kill "$wm_pid" 2>/dev/null || true

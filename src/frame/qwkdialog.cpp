@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "frame/screenfit.h"
 #include "frame/titlebar.h"
 #include "frame/widgetwindowagent.h"
 
@@ -33,6 +34,14 @@ void QWKDialog::setTitle(const QString &title)
 {
     if (titleBar)
         titleBar->setTitle(title);
+}
+
+void QWKDialog::showEvent(QShowEvent *event)
+{
+    // QDialog has placed the dialog by its parent by now; a parent near an
+    // edge could push it off the screen.
+    QDialog::showEvent(event);
+    fitOnScreen(this);
 }
 
 void QWKDialog::addOkCancelButtons(bool showCancel)

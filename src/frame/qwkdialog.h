@@ -22,6 +22,7 @@ public:
 protected:
     // Appends the cancel / ok row to the dialog's layout.
     void addOkCancelButtons(bool showCancel);
+    void showEvent(QShowEvent *event) override;
 
     TitleBar *titleBar = nullptr;
     QWK::WidgetWindowAgent *windowAgent = nullptr;

@@ -4,6 +4,7 @@
 #include <QFrame>
 #include <QVBoxLayout>
 
+#include "frame/screenfit.h"
 #include "frame/titlebar.h"
 #include "frame/widgetwindowagent.h"
 
@@ -33,6 +34,12 @@ void QWKWidget::setTitle(const QString &title)
 {
     if (titleBar)
         titleBar->setTitle(title);
+}
+
+void QWKWidget::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    fitOnScreen(this);
 }
 
 void QWKWidget::changeEvent(QEvent *event)

@@ -21,6 +21,7 @@ public:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
 
     TitleBar *titleBar = nullptr;
     QWK::WidgetWindowAgent *windowAgent = nullptr;

@@ -2,7 +2,8 @@
 
 #include "platform/windowsystem.h"
 
-// Putting another program in front and typing into it, for the paste.
+// Putting another program in front and typing into it, for the paste; and
+// the state of the keyboard.
 namespace platform {
 
 // Asks the window system to put `window` in front. Returns once the request
@@ -15,5 +16,8 @@ bool isActiveWindow(WindowHandle window);
 bool activationIsAsynchronous();
 // Ctrl+V to whatever window has the keyboard focus.
 bool sendPasteKeys();
+// Whether a Ctrl key is held down now, wherever the keyboard focus is; false
+// when that cannot be told.
+bool isControlKeyDown();
 
 } // namespace platform

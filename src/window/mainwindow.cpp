@@ -4,6 +4,7 @@
 #include <QCursor>
 #include <QDateTime>
 #include <QDesktopServices>
+#include <QFocusEvent>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -11,7 +12,6 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QResizeEvent>
-#include <QScreen>
 #include <QShowEvent>
 #include <QTimer>
 #include <QUrl>
@@ -30,17 +30,24 @@
 #include "common/sourceapplication.h"
 #include "frame/filterlineedit.h"
 #include "frame/messagetip.h"
+#include "frame/screenfit.h"
 #include "frame/titlebar.h"
 #include "item/itemcodec.h"
 #include "item/itemhash.h"
 #include "list/clipboardbrowser.h"
 #include "list/proxymodel.h"
 #include "list/visiblerows.h"
+#include "platform/input.h"
 #include "window/systemtray.h"
 #include "window/tabbar.h"
 #include "window/tabwidget.h"
 
 namespace {
+const QSize kMinimumSize(450, 450);
+// How far the window keeps from the right and bottom edges of the screen
+// when it would pass them.
+constexpr int kScreenEdgeGap = 30;
+
 const QString kButtonStyle = QStringLiteral(
     "QPushButton { border: none; }QPushButton:hover{background-color:rgb(227, 227, 227); border-radius:11px;}");
 
@@ -74,13 +81,14 @@ MainWindow::MainWindow(QWidget *parent, ClipboardWriter *clipboardWriter)
     if (!writer)
         writer = new ClipboardWriter(dataDirectory() + QStringLiteral("/temp"), this);
 
-    setMinimumSize(450, 450);
+    setMinimumSize(kMinimumSize);
     int width = 0;
     int height = 0;
     if (Setting::instance().getMainWindowSize(width, height))
-        resize(width, height);
+        userSize = QSize(width, height);
     else
-        resize(680, 850);
+        userSize = QSize(680, 850);
+    resize(userSize);
     setObjectName(QStringLiteral("MainWindow"));
     // What window lists and switchers show; the frame draws no title.
     setWindowTitle(QStringLiteral("vorlik"));
@@ -138,6 +146,7 @@ void MainWindow::createWidgets()
     settingButton->setFixedSize(24, 24);
     countLabel = new QLabel(this);
     countLabel->setFixedHeight(28);
+    filterEdit->installEventFilter(this);
 
     auto *topRow = new QHBoxLayout();
     topRow->addSpacing(5);
@@ -190,6 +199,7 @@ void MainWindow::createTab(uint tabType, uint tabId, const QString &tabName, boo
     auto *browser = new ClipboardBrowser(&model, writer, itemTypes, tabId);
     browser->installEventFilter(tabs->bar());
     browser->setCustomTabsProvider([this] { return tabs->customTabs(); });
+    browser->installEventFilter(this);
     connect(browser, &ClipboardBrowser::startSearchSignal, filterEdit, &FilterLineEdit::appendText);
     connect(filterEdit, &QLineEdit::textChanged, browser, &ClipboardBrowser::onFilterTextChanged);
     connect(browser, &ClipboardBrowser::finishCopyItemSignal, this, &MainWindow::onFinishCopyItem);
@@ -236,7 +246,8 @@ void MainWindow::onShortcutActiveMainWnd()
     resetCurrentList();
     activateWindow();
     showNormal();
-    moveOnScreen(QCursor::pos() + QPoint(40, 30));
+    const QPoint cursor = QCursor::pos();
+    moveOnScreen(cursor + QPoint(40, 30), cursor);
 }
 
 void MainWindow::hideMainWnd()
@@ -249,19 +260,11 @@ void MainWindow::hideMainWnd()
     hide();
 }
 
-void MainWindow::moveOnScreen(QPoint point)
+void MainWindow::moveOnScreen(QPoint point, const QPoint &anchor)
 {
-    const QList<QScreen *> screens = QGuiApplication::screens();
-    for (QScreen *screen : screens) {
-        const QRect available = screen->availableGeometry();
-        if (!available.contains(QCursor::pos()))
-            continue;
-        if (point.x() + width() > available.right())
-            point.setX(available.right() - width() - 30);
-        if (point.y() + height() > available.bottom())
-            point.setY(available.bottom() - height() - 30);
-    }
-    move(point);
+    fittingToScreen = true;
+    fitOnScreen(this, userSize, kMinimumSize, point, availableGeometryAt(anchor, this), kScreenEdgeGap);
+    fittingToScreen = false;
 }
 
 void MainWindow::notify(const QString &text)
@@ -281,7 +284,8 @@ void MainWindow::showCopyFinished()
 {
     auto *tip = new MessageTip(tr("复制完成"), nullptr);
     tip->showTip();
-    tip->move(MessageTip::tipPosition(geometry(), tip->size()));
+    const QPoint place = MessageTip::tipPosition(geometry(), tip->size());
+    tip->move(fittedTopLeft(place, tip->size(), availableGeometryAt(geometry().center(), this)));
 }
 
 void MainWindow::setQuickCopyMode(bool on)
@@ -489,6 +493,11 @@ void MainWindow::keyPressEvent(QKeyEvent *event)
     if (key == Qt::Key_Control)
         setQuickCopyMode(true);
 
+    // The release of Ctrl may have gone to another window or a menu; the
+    // keyboard itself says whether the digits still copy.
+    if (quickCopyMode && key != Qt::Key_Control && !platform::isControlKeyDown())
+        setQuickCopyMode(false);
+
     ClipboardBrowser *browser = tabs->currentBrowser();
     if (quickCopyMode && key >= Qt::Key_1 && key <= Qt::Key_9 && visibleRowMap.contains(key - Qt::Key_0)) {
         if (browser)
@@ -516,10 +525,23 @@ void MainWindow::keyPressEvent(QKeyEvent *event)
     QWKMainWindow::keyPressEvent(event);
 }
 
+bool MainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    // A menu takes the keyboard without taking the activation from this
+    // window, so Ctrl let go over it would never reach us: the focus going to
+    // a menu ends the digit hints, as the focus going anywhere else does.
+    if (event->type() == QEvent::FocusOut) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent *>(event)->reason();
+        if (reason == Qt::PopupFocusReason || reason == Qt::ActiveWindowFocusReason)
+            setQuickCopyMode(false);
+    }
+    return QWKMainWindow::eventFilter(watched, event);
+}
+
 void MainWindow::keyReleaseEvent(QKeyEvent *event)
 {
     // Ctrl let go in this window ends the digit hints at once; a release
-    // elsewhere is caught by losing the focus below.
+    // elsewhere is caught by losing the focus.
     if (event->key() == Qt::Key_Control)
         setQuickCopyMode(false);
     QWKMainWindow::keyReleaseEvent(event);
@@ -534,8 +556,12 @@ void MainWindow::changeEvent(QEvent *event)
 
 void MainWindow::resizeEvent(QResizeEvent *event)
 {
-    // Stored at once, so that the size survives a crash.
-    Setting::instance().setMainWindowSize(event->size().width(), event->size().height());
+    // Stored at once, so that the size survives a crash. A size the screen
+    // forced is not the user's, and is not kept.
+    if (!fittingToScreen) {
+        userSize = event->size();
+        Setting::instance().setMainWindowSize(userSize.width(), userSize.height());
+    }
     QWKMainWindow::resizeEvent(event);
     updateCountLabel();
 }
@@ -544,6 +570,8 @@ void MainWindow::showEvent(QShowEvent *event)
 {
     LOG_INFO(QStringLiteral("show wnd is spontaneous %1").arg(event->spontaneous()));
     QWKMainWindow::showEvent(event);
-    moveOnScreen(frameGeometry().topLeft());
+    // On the screen the window is on; the hotkey's move then takes it to
+    // the cursor's.
+    moveOnScreen(frameGeometry().topLeft(), frameGeometry().center());
     emit windowWasShown();
 }

@@ -60,6 +60,7 @@ public slots:
     void onItemHashValueChanged(uint oldValue, uint newValue);
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
     void changeEvent(QEvent *event) override;
@@ -68,7 +69,9 @@ protected:
 
 private:
     void createWidgets();
-    void moveOnScreen(QPoint point);
+    // Fits the window to the free area of the screen under `anchor` and
+    // moves it to `point`, pushed back from the right and bottom edges.
+    void moveOnScreen(QPoint point, const QPoint &anchor);
     void updateCountLabel();
     // Clears the search, scrolls the current list to the top and selects
     // its first row: the state in which the window comes up.
@@ -88,4 +91,10 @@ private:
     ClipboardWriter *writer = nullptr;
     // Item hash of the open preview's item; 0 while none is open.
     uint previewHash = 0;
+    // The size the user gave the window, or the default. A smaller screen
+    // shrinks the window, not this: a larger one gives it back.
+    QSize userSize;
+    // Set while the window shrinks itself to a screen, so that the size is
+    // not taken for the user's.
+    bool fittingToScreen = false;
 };

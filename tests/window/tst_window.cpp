@@ -2,8 +2,10 @@
 #include <QClipboard>
 #include <QDrag>
 #include <QMimeData>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScopedPointer>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -17,6 +19,7 @@
 #include "frame/filterlineedit.h"
 #include "list/clipboardbrowser.h"
 #include "list/visiblerows.h"
+#include "platform/input.h"
 #include "platform/windowsystem.h"
 #include "support/historyfixture.h"
 #include "support/tempappfolder.h"
@@ -26,6 +29,36 @@
 #include "window/tabwidget.h"
 
 using namespace HistoryFixture;
+
+namespace {
+// Real keys through the X server, so that the keyboard's state agrees with the events.
+void xdotool(const QStringList &args)
+{
+    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), args), 0);
+}
+
+// The window manager's frame around `window` as the X server has it: the
+// outermost window under the root that holds it, border included.
+QRect serverFrame(WId window)
+{
+    QString info;
+    const auto field = [&info](const char *name) {
+        const QRegularExpression pattern(QLatin1String(name) + QStringLiteral(":\\s+(\\S+)"));
+        return pattern.match(info).captured(1).toInt(nullptr, 0);
+    };
+    for (qulonglong id = window;; id = field("Parent window id")) {
+        QProcess xwininfo;
+        xwininfo.start(QStringLiteral("xwininfo"), {"-tree", "-stats", "-id", QString::number(id)});
+        xwininfo.waitForFinished();
+        info = QString::fromLatin1(xwininfo.readAllStandardOutput());
+        if (field("Parent window id") == field("Root window id"))
+            break;
+    }
+    const int border = field("Border width");
+    return QRect(field("Absolute upper-left X") - border, field("Absolute upper-left Y") - border,
+                 field("Width") + 2 * border, field("Height") + 2 * border);
+}
+} // namespace
 
 // The main window on a real X server, brought up from the tray: copies reach the clipboard and
 // hide the window, digit keys copy the rows under them, rows drag out into other programs.
@@ -38,8 +71,11 @@ private slots:
 
     void copyFromTheList();
     void digitKeysCopyTheRowUnderTheDigit();
+    void ctrlLetGoElsewhereEndsQuickCopy_data();
+    void ctrlLetGoElsewhereEndsQuickCopy();
     void dragOutIntoAField();
     void trayMenuQuits();
+    void windowFitsItsScreen();
     void sizeAndCountShown();
 
 private:
@@ -71,6 +107,9 @@ void TestWindow::init()
 {
     if (window->pinned())
         window->onSetWndOnTop();
+    // A hidden window keeps the keyboard until the X server says otherwise; shown again
+    // before that, it would be the focus window and yet no widget would be told of focus.
+    QTRY_VERIFY(window->isVisible() || !QGuiApplication::focusWindow());
     // A click on the tray icon brings the window up in front with the keyboard, as
     // the X server sees it too (the native window's id: Qt remakes it after a pin change).
     emit window->tray()->activated(QSystemTrayIcon::Trigger);
@@ -135,7 +174,7 @@ void TestWindow::digitKeysCopyTheRowUnderTheDigit()
     QTest::keyClick(list(), Qt::Key_Left);
     QCOMPARE(window->tabWidget()->bar()->currentIndex(), 0);
     list()->verticalScrollBar()->setValue(250);
-    QTest::keyPress(window.data(), Qt::Key_Control);
+    xdotool({"keydown", "ctrl"});
     QTRY_VERIFY(visibleRowMap.contains(3));
 
     // The third row whose middle lies inside the list, counted from the top.
@@ -146,10 +185,60 @@ void TestWindow::digitKeysCopyTheRowUnderTheDigit()
     QVERIFY(firstShown > 0);
     const QString expected = text(firstShown + 2);
 
-    QTest::keyClick(window.data(), Qt::Key_3, Qt::ControlModifier);
-    QCOMPARE(QGuiApplication::clipboard()->text(), expected);
+    // Copies only while Ctrl is down for the keyboard itself.
+    xdotool({"key", "3"});
+    QTRY_COMPARE(QGuiApplication::clipboard()->text(), expected);
     QVERIFY(!window->isVisible());
-    QTest::keyRelease(window.data(), Qt::Key_Control);
+    xdotool({"keyup", "ctrl"});
+}
+
+void TestWindow::ctrlLetGoElsewhereEndsQuickCopy_data()
+{
+    QTest::addColumn<QString>("menu"); // where Ctrl is let go; empty: somewhere this window never hears of
+    QTest::newRow("over the list menu") << "list";
+    QTest::newRow("over the tab menu") << "tab";
+    QTest::newRow("unseen") << "";
+}
+
+// Ctrl let go over a menu, which has the keyboard, or anywhere else this window
+// is not told of, ends the digit hints: a bare digit typed afterwards only searches.
+void TestWindow::ctrlLetGoElsewhereEndsQuickCopy()
+{
+    QFETCH(QString, menu);
+    if (window->tabWidget()->bar()->count() < 6)
+        window->createTab(20, 20, QStringLiteral("work"), true, false);
+    QGuiApplication::clipboard()->setText(QStringLiteral("before"));
+    if (menu.isEmpty()) {
+        // A press whose release went elsewhere: the keyboard has Ctrl up.
+        QTest::keyPress(window.data(), Qt::Key_Control);
+    } else {
+        xdotool({"keydown", "ctrl"});
+        QTRY_VERIFY(window->isQuickCopyMode());
+        bool shown = false;
+        const QPointer<QTimer> watcher = onNextPopup([&shown](QMenu *popup) {
+            shown = true;
+            xdotool({"keyup", "ctrl"});
+            QTRY_VERIFY(!platform::isControlKeyDown());
+            popup->close();
+        });
+        TabBar *bar = window->tabWidget()->bar();
+        const QPoint at =
+            menu == "tab"
+                ? bar->mapToGlobal(bar->tabRect(5).center())
+                : list()->viewport()->mapToGlobal(list()->visualRect(list()->model()->index(0, 0)).center());
+        xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "3"});
+        QTRY_VERIFY(shown && !QApplication::activePopupWidget());
+        delete watcher;
+        QVERIFY(!window->isQuickCopyMode());
+    }
+
+    // Typed in the list, where a digit both searches and reaches the window.
+    list()->setFocus();
+    xdotool({"key", "3"});
+    QTRY_VERIFY(window->filterLineEdit()->text().endsWith('3'));
+    QVERIFY(!window->isQuickCopyMode());
+    QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("before"));
+    QVERIFY(window->isVisible());
 }
 
 // A real drag through the X server, driven from outside by xdotool while
@@ -217,6 +306,34 @@ void TestWindow::trayMenuQuits()
     QCOMPARE(QCoreApplication::exec(), 0);
     QCOMPARE(entries, QStringList{"退出"});
     QVERIFY(!window->isVisible());
+}
+
+// A size kept from a larger screen shrinks to this one, and the window's frame lies
+// on it, title bar included: brought up by the tray after it was moved off the top
+// left, and taken by the hotkey to the bottom right corner.
+void TestWindow::windowFitsItsScreen()
+{
+    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+    const QSize wanted(680, available.height() + 50); // on 1280 by 800 as tall as the default
+    Setting::instance().setMainWindowSize(wanted.width(), wanted.height());
+    const QSize size = wanted.boundedTo(available.size());
+    MainWindow next;
+    next.move(available.topLeft() - QPoint(200, 200));
+    next.showMainWnd();
+    QVERIFY(QTest::qWaitForWindowExposed(&next));
+    QTRY_COMPARE(serverFrame(next.winId()), QRect(available.topLeft(), size));
+
+    // 30 pixels clear of the right and bottom edges where the screen has room for that.
+    QCursor::setPos(available.bottomRight());
+    next.onShortcutActiveMainWnd();
+    const QPoint corner = available.bottomRight() + QPoint(1, 1) - QPoint(size.width(), size.height());
+    const QPoint expected(qMax(available.left(), corner.x() - 30), qMax(available.top(), corner.y() - 30));
+    QTRY_COMPARE(serverFrame(next.winId()), QRect(expected, size));
+
+    // What the screen forced is not what the user chose: that size stays for a larger screen.
+    int width = 0, height = 0;
+    QVERIFY(Setting::instance().getMainWindowSize(width, height));
+    QCOMPARE(QSize(width, height), wanted);
 }
 
 // The size the user gave the window comes back at the next start; the count

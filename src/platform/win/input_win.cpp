@@ -55,4 +55,11 @@ bool sendPasteKeys()
     return sent;
 }
 
+bool isControlKeyDown()
+{
+    // The high bit is the key's state at this moment, not at the last
+    // message this thread read.
+    return (GetAsyncKeyState(VK_CONTROL) & 0x8000) != 0;
+}
+
 } // namespace platform

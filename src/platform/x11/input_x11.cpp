@@ -193,4 +193,30 @@ bool sendPasteKeys()
     return true;
 }
 
+bool isControlKeyDown()
+{
+    const XConnection *x = XConnection::instance();
+    if (!x)
+        return false;
+    xcb_connection_t *conn = x->connection();
+    const xcb_query_keymap_cookie_t keymapCookie = xcb_query_keymap(conn);
+    const xcb_get_modifier_mapping_cookie_t modifierCookie = xcb_get_modifier_mapping(conn);
+    xcb_generic_error_t *error = nullptr;
+    auto keymap = own(xcb_query_keymap_reply(conn, keymapCookie, &error), error);
+    error = nullptr;
+    auto modifiers = own(xcb_get_modifier_mapping_reply(conn, modifierCookie, &error), error);
+    if (!keymap || !modifiers)
+        return false;
+    // The keys as they are pressed now, not a modifier state that a latch or
+    // lock could hold: any key the layout makes a Control key counts.
+    const int perModifier = modifiers->keycodes_per_modifier;
+    const xcb_keycode_t *codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
+    for (int i = 0; i < perModifier; ++i) {
+        const xcb_keycode_t code = codes[XCB_MAP_INDEX_CONTROL * perModifier + i];
+        if (code != 0 && (keymap->keys[code / 8] & (1 << (code % 8))) != 0)
+            return true;
+    }
+    return false;
+}
+
 } // namespace platform
