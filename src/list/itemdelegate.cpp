@@ -5,7 +5,10 @@
 #include <QDateTime>
 #include <QFileIconProvider>
 #include <QFileInfo>
+#include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QPainter>
+#include <QRawFont>
 #include <QSortFilterProxyModel>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -167,16 +170,47 @@ bool linesCertainlyTaller(QTextDocument &document, int height, int lines)
     return false;
 }
 
+// Whether a line that starts where it would in a longer text is wider than
+// the document: a longer text's line there begins with the same word, which
+// is at least as wide. Only the last line of the last block may start
+// elsewhere, if the line before it changes.
+bool linesCertainlyWider(QTextDocument &document)
+{
+    document.size();
+    const qreal available = document.textWidth() - 2 * document.documentMargin();
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        const QTextLayout *layout = block.layout();
+        const int count = block.next().isValid() ? layout->lineCount() : qMax(1, layout->lineCount() - 1);
+        for (int i = 0; i < count && i < layout->lineCount(); ++i) {
+            if (layout->lineAt(i).naturalTextWidth() > available + 1)
+                return true;
+        }
+    }
+    return false;
+}
+
 // Texts whose line breaking can't depend on far-away characters: no
-// right-to-left script, directional control or surrogate pair.
+// right-to-left script, directional control, regional indicator (flags pair
+// up from the start of their run) or broken surrogate pair.
 bool windowSafe(const QString &text)
 {
-    for (const QChar c : text) {
-        const ushort u = c.unicode();
+    const qsizetype size = text.size();
+    for (qsizetype i = 0; i < size; ++i) {
+        const ushort u = text.at(i).unicode();
+        if (u < 0x0590)
+            continue;
         if ((u >= 0x0590 && u <= 0x08FF) || (u >= 0x200E && u <= 0x200F) || (u >= 0x202A && u <= 0x202E) ||
-            (u >= 0x2066 && u <= 0x2069) || (u >= 0xD800 && u <= 0xDFFF) || (u >= 0xFB1D && u <= 0xFDFF) ||
-            (u >= 0xFE70 && u <= 0xFEFF))
+            (u >= 0x2066 && u <= 0x2069) || (u >= 0xFB1D && u <= 0xFDFF) || (u >= 0xFE70 && u <= 0xFEFF))
             return false;
+        if (QChar::isSurrogate(u)) {
+            if (!QChar::isHighSurrogate(u) || i + 1 >= size || !text.at(i + 1).isLowSurrogate())
+                return false;
+            const char32_t c = QChar::surrogateToUcs4(u, text.at(i + 1).unicode());
+            if ((c >= 0x10800 && c <= 0x10FFF) || (c >= 0x1E800 && c <= 0x1EFFF) ||
+                (c >= 0x1F1E6 && c <= 0x1F1FF))
+                return false;
+            ++i;
+        }
     }
     return true;
 }
@@ -190,28 +224,226 @@ bool hasBlockSeparator(const QString &pattern)
     return false;
 }
 
-// Window bounds that never split a CR LF pair, which is one block break.
+// Whether a window bound at `at` would split a CR LF pair, which is one
+// block break, or a surrogate pair.
+bool splitsPair(const QString &text, qsizetype at)
+{
+    if (at <= 0 || at >= text.size())
+        return false;
+    return (text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n')) ||
+           (text.at(at - 1).isHighSurrogate() && text.at(at).isLowSurrogate());
+}
+
 qsizetype windowStart(const QString &text, qsizetype at)
 {
     if (at <= 0)
         return 0;
-    if (at < text.size() && text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n'))
-        return at + 1;
-    return at;
+    return splitsPair(text, at) ? at + 1 : at;
 }
 
 qsizetype windowEnd(const QString &text, qsizetype at)
 {
     if (at >= text.size())
         return text.size();
-    if (at > 0 && text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n'))
-        return at + 1;
-    return at;
+    return splitsPair(text, at) ? at + 1 : at;
+}
+
+// ASCII letters and digits: no line may break between two of them, so a
+// long run of them (a hash, a hex dump, a key) is one word that fills a line
+// of its own and runs past the row's right edge.
+bool isInert(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= '0' && u <= '9') || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z');
+}
+
+qsizetype inertRunEnd(const QString &text, qsizetype from)
+{
+    while (from < text.size() && isInert(text.at(from)))
+        ++from;
+    return from;
+}
+
+qsizetype inertRunStart(const QString &text, qsizetype to)
+{
+    while (to > 0 && isInert(text.at(to - 1)))
+        --to;
+    return to;
+}
+
+// A run this long keeps only its two ends in a window: a start that passes
+// the row's right edge, and an end for the line break after the run. What
+// is left out lies right of the row, on the run's own line.
+constexpr qsizetype kLongRun = 2048;
+constexpr qsizetype kRunStart = 512;
+constexpr qsizetype kRunEnd = 128;
+// What a shortened run counts against a window's budget of characters.
+constexpr qsizetype kRunCost = 100;
+
+// Leaving out letters and digits changes no line only if the font draws
+// them all itself: a fallback font could make their line higher.
+bool drawsInertWithOwnGlyphs(const QFont &font)
+{
+    static QHash<QString, bool> known;
+    const QString key = font.key();
+    const auto it = known.constFind(key);
+    if (it != known.cend())
+        return *it;
+    const QRawFont latin = QRawFont::fromFont(font, QFontDatabase::Latin);
+    const QRawFont common = QRawFont::fromFont(font, QFontDatabase::Any);
+    bool own = latin.isValid() && common.isValid() && latin.familyName() == common.familyName() &&
+               latin.ascent() == common.ascent() && latin.descent() == common.descent();
+    for (char c = '0'; own && c <= 'z'; ++c) {
+        if (isInert(QLatin1Char(c)))
+            own = latin.supportsCharacter(QLatin1Char(c)) && common.supportsCharacter(QLatin1Char(c));
+    }
+    known.insert(key, own);
+    return own;
+}
+
+// Where a window must start to hold some words before `at`, the start of the
+// first hit. A long run counts as one short word.
+qsizetype contextStart(const QString &text, qsizetype at, bool shortenRuns)
+{
+    qsizetype pos = at;
+    qsizetype budget = kContext;
+    while (pos > 0 && budget > 0) {
+        if (shortenRuns && isInert(text.at(pos - 1))) {
+            const qsizetype start = inertRunStart(text, pos);
+            if (inertRunEnd(text, pos) - start > kLongRun) {
+                pos = start;
+                budget -= kRunCost;
+            } else {
+                const qsizetype step = qMin(budget, pos - start);
+                pos -= step;
+                budget -= step;
+            }
+            continue;
+        }
+        --pos;
+        --budget;
+    }
+    return windowStart(text, pos);
+}
+
+// The text from `from` to some lines after the first hit [hitFrom, hitTo),
+// or after `from` without one. Long runs keep their ends, wide enough to
+// pass the right edge, and the hit; `to` is where the window ends in
+// `text`, -1 when there is none.
+QString windowText(const QString &text, qsizetype from, qsizetype hitFrom, qsizetype hitTo, bool shortenRuns,
+                   const QFontMetricsF &metrics, qreal width, qsizetype &to)
+{
+    QString window;
+    qsizetype pos = from;
+    qsizetype budget = kTail;
+    while (pos < text.size() && (pos < hitTo || budget > 0)) {
+        const qsizetype end = shortenRuns ? inertRunEnd(text, pos) : pos;
+        if (end - pos > kLongRun) {
+            qsizetype head = kRunStart;
+            while (metrics.horizontalAdvance(text.mid(pos, head)) <= width + 50) {
+                head *= 2;
+                // Too narrow a font or too wide a row to hide the rest: no window.
+                if (head > end - pos - kRunEnd) {
+                    to = -1;
+                    return QString();
+                }
+            }
+            window += QStringView(text).mid(pos, head);
+            const qsizetype keepFrom = qBound(pos + head, hitFrom, end - kRunEnd);
+            const qsizetype keepTo = qBound(pos + head, hitTo, end - kRunEnd);
+            window += QStringView(text).mid(keepFrom, keepTo - keepFrom);
+            window += QStringView(text).mid(end - kRunEnd, kRunEnd);
+            if (end > hitTo)
+                budget -= kRunCost;
+            pos = end;
+            continue;
+        }
+        // Plain characters up to the next run, as many as the budget allows after the hit.
+        qsizetype stop = qMax(end, pos + 1);
+        while (stop < text.size() && stop - pos < kTail && !isInert(text.at(stop)))
+            ++stop;
+        if (stop > hitTo) {
+            const qsizetype counted = qMax(pos, hitTo);
+            stop = qMin(stop, counted + budget);
+            budget -= stop - counted;
+        }
+        stop = windowEnd(text, stop);
+        window += QStringView(text).mid(pos, stop - pos);
+        pos = stop;
+    }
+    to = pos;
+    return window;
 }
 
 } // namespace
 
-ItemDelegate::ItemDelegate(QObject *parent) : QStyledItemDelegate(parent) {}
+// A text row as laid out for one size and search. Its text is kept, so
+// that the address of the text's data tells that the row still shows it.
+struct PreparedText
+{
+    QString source;
+    QFont font;
+    std::unique_ptr<QTextDocument> document;
+    bool topCut = false;
+    bool bottomCut = false;
+};
+
+namespace {
+
+struct PreparedKey
+{
+    uint hashValue;
+    uint itemType;
+    QSize size;
+    QString pattern;
+
+    bool operator==(const PreparedKey &other) const
+    {
+        return hashValue == other.hashValue && itemType == other.itemType && size == other.size &&
+               pattern == other.pattern;
+    }
+};
+
+size_t qHash(const PreparedKey &key, size_t seed = 0)
+{
+    return qHashMulti(seed, key.hashValue, key.itemType, key.size.width(), key.size.height(), key.pattern);
+}
+
+// Each row costs one, and one more per 64K characters of its text, which
+// stays alive as long as the row is kept, also after its item is deleted:
+// a few hundred rows, or a dozen 2 MB texts, at most.
+constexpr int kPreparedCost = 512;
+
+int preparedCost(const QString &source)
+{
+    return int(qMin<qsizetype>(1 + source.size() / 65536, kPreparedCost / 8));
+}
+
+// What a text row lays out: the HTML of rich text, the plain text, or a link
+// under its page title, although the address is searched first.
+QString rowSource(const ItemData &item)
+{
+    if (item.itemType == ItemTypeRichText)
+        return item.dataMap.value(MIME_HTML).toString();
+    if (item.itemType == ItemTypeText)
+        return item.dataMap.value(MIME_TEXT).toString();
+    return QStringLiteral("<a href=\"%1\" style=\"color:blue;text-decoration:underline;\">%1</a>")
+        .arg(item.hasWebTitle() ? item.webTitle() : item.text());
+}
+
+} // namespace
+
+struct PreparedTexts
+{
+    QCache<PreparedKey, PreparedText> cache{kPreparedCost};
+};
+
+ItemDelegate::ItemDelegate(QObject *parent)
+    : QStyledItemDelegate(parent), preparedTexts(std::make_unique<PreparedTexts>())
+{
+}
+
+ItemDelegate::~ItemDelegate() = default;
 
 QSize ItemDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
@@ -400,43 +632,63 @@ void ItemDelegate::drawFiles(QPainter *painter, const ItemData &item, const QStr
 }
 
 void ItemDelegate::drawText(QPainter *painter, const ItemData &item, const QString &pattern,
-                            QRect contentRect, const QRect &frameRect)
+                            QRect contentRect, const QRect &frameRect) const
 {
     contentRect.setHeight(contentRect.height() - 2);
-    bool topCut = false;
-    bool bottomCut = false;
-    QTextDocument window;
-    QTextDocument whole;
-    QTextDocument *document = &window;
-    if (item.itemType != ItemTypeText || !layOutWindow(window, item.dataMap.value(MIME_TEXT).toString(),
-                                                       pattern, contentRect, topCut, bottomCut)) {
-        document = &whole;
-        layOutWhole(whole, item, pattern, contentRect, topCut, bottomCut);
-    }
+    const PreparedText &text = prepareText(item, pattern, contentRect);
+    QTextDocument &document = *text.document;
 
-    const qreal docHeight = document->size().height();
+    const qreal docHeight = document.size().height();
     QRect docRect = contentRect;
     if (docHeight < contentRect.height()) {
         docRect = QRect(contentRect.left(), int(contentRect.center().y() - docHeight * 0.5),
                         contentRect.width(), int(docHeight));
     }
-    drawDocument(painter, *document, docRect);
-    drawCutMarks(painter, *document, topCut, bottomCut, item.itemType == ItemTypeLink, docRect, frameRect);
+    drawDocument(painter, document, docRect);
+    drawCutMarks(painter, document, text.topCut, text.bottomCut, item.itemType == ItemTypeLink, docRect,
+                 frameRect);
 }
 
-void ItemDelegate::layOutWhole(QTextDocument &document, const ItemData &item, const QString &pattern,
-                               const QRect &contentRect, bool &topCut, bool &bottomCut)
+const PreparedText &ItemDelegate::prepareText(const ItemData &item, const QString &pattern,
+                                              const QRect &contentRect) const
 {
-    if (item.itemType == ItemTypeRichText) {
-        document.setHtml(item.dataMap.value(MIME_HTML).toString());
-    } else if (item.itemType == ItemTypeText) {
-        document.setPlainText(item.dataMap.value(MIME_TEXT).toString());
-    } else {
-        // The page title stands in for the address, although the address is searched first.
-        document.setHtml(
-            QStringLiteral("<a href=\"%1\" style=\"color:blue;text-decoration:underline;\">%1</a>")
-                .arg(item.hasWebTitle() ? item.webTitle() : item.text()));
+    const QString source = rowSource(item);
+    const PreparedKey key{item.hashValue, item.itemType, contentRect.size(), pattern};
+    // The documents take the application's font, which may change.
+    const QFont font;
+    QCache<PreparedKey, PreparedText> &cache = preparedTexts->cache;
+    if (PreparedText *known = cache.object(key); known && known->font == font) {
+        // A kept text's data is never reused while it is kept, so the same
+        // address is the same text.
+        if (known->source.constData() == source.constData() && known->source.size() == source.size())
+            return *known;
+        // The same text again, as after a copy that was deleted and copied anew.
+        if (known->source == source) {
+            known->source = source;
+            return *known;
+        }
     }
+
+    auto *text = new PreparedText{source, font, std::make_unique<QTextDocument>()};
+    if (item.itemType != ItemTypeText ||
+        !layOutWindow(*text->document, source, pattern, contentRect, text->topCut, text->bottomCut)) {
+        text->document = std::make_unique<QTextDocument>();
+        layOutWhole(*text->document, item.itemType, source, pattern, contentRect, text->topCut,
+                    text->bottomCut);
+    }
+    // The cost never passes the maximum, so the cache takes the text.
+    cache.insert(key, text, preparedCost(source));
+    return *text;
+}
+
+void ItemDelegate::layOutWhole(QTextDocument &document, uint itemType, const QString &source,
+                               const QString &pattern, const QRect &contentRect, bool &topCut,
+                               bool &bottomCut)
+{
+    if (itemType == ItemTypeText)
+        document.setPlainText(source);
+    else
+        document.setHtml(source);
     setUpDocument(document, contentRect.width());
 
     topCut = false;
@@ -450,7 +702,8 @@ void ItemDelegate::layOutWhole(QTextDocument &document, const ItemData &item, co
 }
 
 // A long plain text is laid out only around what the row can show: from a
-// little before the first hit to some lines after it. The rows that come out
+// little before the first hit to some lines after it, without the middle of
+// long runs of letters and digits. The rows that come out
 // are those of the whole text, which the checks below make sure of; when
 // one fails the caller lays out the whole text.
 bool ItemDelegate::layOutWindow(QTextDocument &document, const QString &text, const QString &pattern,
@@ -460,6 +713,7 @@ bool ItemDelegate::layOutWindow(QTextDocument &document, const QString &text, co
         return false;
     const int width = contentRect.width();
     const int height = contentRect.height();
+    const bool shortenRuns = drawsInertWithOwnGlyphs(document.defaultFont());
 
     qsizetype from = 0;
     qsizetype hit = -1;
@@ -468,17 +722,23 @@ bool ItemDelegate::layOutWindow(QTextDocument &document, const QString &text, co
         QTextDocument head;
         head.setPlainText(text.left(windowEnd(text, kHead)));
         setUpDocument(head, width);
-        if (!linesCertainlyTaller(head, height, 1))
+        if (!linesCertainlyTaller(head, height, 1) && !linesCertainlyWider(head))
             return false;
         // Where the document's own search will find the first hit.
         QString searched = text;
         searched.replace(QChar::Nbsp, QLatin1Char(' '));
         hit = searched.indexOf(pattern, 0, Qt::CaseInsensitive);
         if (hit >= 0)
-            from = windowStart(text, hit - kContext);
+            from = contextStart(text, hit, shortenRuns);
     }
-    const qsizetype to = windowEnd(text, (hit >= 0 ? hit + pattern.size() : 0) + kTail);
-    document.setPlainText(text.mid(from, to - from));
+    const qsizetype hitFrom = hit >= 0 ? hit : from;
+    const qsizetype hitTo = hit >= 0 ? hit + pattern.size() : from;
+    qsizetype to = 0;
+    const QString window =
+        windowText(text, from, hitFrom, hitTo, shortenRuns, QFontMetricsF(document.defaultFont()), width, to);
+    if (to < 0)
+        return false;
+    document.setPlainText(window);
     setUpDocument(document, width);
 
     topCut = false;

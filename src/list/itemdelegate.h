@@ -2,9 +2,13 @@
 
 #include <QStyledItemDelegate>
 
+#include <memory>
+
 class ClipboardModel;
 class ItemData;
 class QTextDocument;
+struct PreparedText;
+struct PreparedTexts;
 
 // Paints one history row: frame, source icon, time, remark and a preview of
 // the content trimmed to a fixed height, showing the search hit rather than
@@ -14,6 +18,7 @@ class ItemDelegate : public QStyledItemDelegate
     Q_OBJECT
 public:
     explicit ItemDelegate(QObject *parent = nullptr);
+    ~ItemDelegate() override;
 
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     void paint(QPainter *painter, const QStyleOptionViewItem &option,
@@ -25,10 +30,12 @@ private:
     static void drawImage(QPainter *painter, const ItemData &item, const QRect &contentRect);
     static void drawFiles(QPainter *painter, const ItemData &item, const QString &pattern,
                           const QRect &contentRect);
-    static void drawText(QPainter *painter, const ItemData &item, const QString &pattern, QRect contentRect,
-                         const QRect &frameRect);
-    static void layOutWhole(QTextDocument &document, const ItemData &item, const QString &pattern,
-                            const QRect &contentRect, bool &topCut, bool &bottomCut);
+    void drawText(QPainter *painter, const ItemData &item, const QString &pattern, QRect contentRect,
+                  const QRect &frameRect) const;
+    const PreparedText &prepareText(const ItemData &item, const QString &pattern,
+                                    const QRect &contentRect) const;
+    static void layOutWhole(QTextDocument &document, uint itemType, const QString &source,
+                            const QString &pattern, const QRect &contentRect, bool &topCut, bool &bottomCut);
     static bool layOutWindow(QTextDocument &document, const QString &text, const QString &pattern,
                              const QRect &contentRect, bool &topCut, bool &bottomCut);
     static void drawCutMarks(QPainter *painter, const QTextDocument &document, bool topCut, bool bottomCut,
@@ -37,4 +44,8 @@ private:
                         const QRect &frameRect);
     static void drawDigit(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index,
                           int sourceRow, int iconWidth, const QRect &frameRect);
+
+    // The text rows painted last, laid out and trimmed: a new copy repaints
+    // every row on screen, and a long text must not be laid out each time.
+    std::unique_ptr<PreparedTexts> preparedTexts;
 };

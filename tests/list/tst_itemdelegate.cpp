@@ -1,5 +1,7 @@
 #include <QBuffer>
+#include <QListView>
 #include <QPainter>
+#include <QTextDocument>
 #include <QtTest>
 
 #include "common/mime.h"
@@ -14,14 +16,13 @@ namespace {
 const auto isYellow = [](QRgb c) { return qRed(c) > 240 && qGreen(c) > 240 && qBlue(c) < 30; };
 const auto isInk = [](QRgb c) { return qGray(c) < 200; };
 
-// A row of 680 by 84 with a text, HTML, PNG bytes or files, painted through a
-// tab's filter. Used on a day long past, every paint shows the same date.
-QImage paintRow(uint type, const QVariant &content, const QString &pattern = QString(),
-                const QString &remark = QString())
+// An item of a text, HTML, PNG bytes or files. Used on a day long past,
+// every paint shows the same date.
+ItemData makeItem(uint type, const QVariant &content, qulonglong time = 1700000000000ULL)
 {
     ItemData item;
     item.itemType = type;
-    item.createTime = item.lastActiveTime = 1700000000000ULL;
+    item.createTime = item.lastActiveTime = time;
     const QMap<uint, QString> keys = {{ItemTypeRichText, MIME_HTML}, {ItemTypeImage, MIME_IMAGE_PNG}};
     item.dataMap[keys.value(type, MIME_TEXT)] = content;
     if (type == ItemTypeFile) {
@@ -31,22 +32,35 @@ QImage paintRow(uint type, const QVariant &content, const QString &pattern = QSt
         item.dataMap = {{MIME_URI_LIST, serializeUrls(urls)}};
     }
     item.hashValue = hashDataMap(item.dataMap, identityKeys());
-    if (!remark.isEmpty())
-        item.setRemark(remark);
+    return item;
+}
 
-    ClipboardModel model;
-    model.addLoadedItem(item);
-    ProxyModel proxy({1, 2, 3, 4, 5}, 0);
-    proxy.setSourceModel(&model);
-    proxy.setFilterRegularExpression(QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+// A row of 680 by 84.
+QImage paintIndex(const ItemDelegate &delegate, const QModelIndex &index)
+{
     QImage image(680, 84, QImage::Format_RGB32);
     image.fill(Qt::white);
     QPainter painter(&image);
     QStyleOptionViewItem option;
     option.rect = image.rect();
     option.state = QStyle::State_Enabled;
-    ItemDelegate().paint(&painter, option, proxy.index(0, 0));
+    delegate.paint(&painter, option, index);
     return image;
+}
+
+// An item's row painted through a tab's filter.
+QImage paintRow(uint type, const QVariant &content, const QString &pattern = QString(),
+                const QString &remark = QString())
+{
+    ItemData item = makeItem(type, content);
+    if (!remark.isEmpty())
+        item.setRemark(remark);
+    ClipboardModel model;
+    model.addLoadedItem(item);
+    ProxyModel proxy({1, 2, 3, 4, 5}, 0);
+    proxy.setSourceModel(&model);
+    proxy.setFilterRegularExpression(QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+    return paintIndex(ItemDelegate(), proxy.index(0, 0));
 }
 
 int countPixels(const QImage &image, bool (*test)(QRgb), const QRect &area = QRect(0, 0, 680, 84))
@@ -58,6 +72,43 @@ int countPixels(const QImage &image, bool (*test)(QRgb), const QRect &area = QRe
     }
     return count;
 }
+
+// Digits and letters with no break between them, as a hex dump.
+QString hexRun(int size)
+{
+    QString run;
+    for (int i = 0; i < size; ++i)
+        run += QLatin1Char("0123456789abcd"[(uint(i) * 7919u + uint(i) / 13u) % 14u]);
+    return run;
+}
+
+QString words(int size, const QString &between = " ")
+{
+    QString text;
+    for (int i = 0; text.size() < size; ++i)
+        text += QStringLiteral("word%1").arg(i * 7919 % 1000) + between;
+    return text;
+}
+
+// The largest text that a document is given before its first layout: Qt
+// makes a document's layout, a child of it, when its size is first asked.
+class LayoutProbe : public QObject
+{
+public:
+    LayoutProbe() { qApp->installEventFilter(this); }
+    ~LayoutProbe() override { qApp->removeEventFilter(this); }
+    int largest = 0;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::ChildAdded) {
+            if (const auto *document = qobject_cast<QTextDocument *>(watched))
+                largest = qMax(largest, document->characterCount());
+        }
+        return false;
+    }
+};
 
 QString lines(int count)
 {
@@ -77,6 +128,9 @@ private slots:
     void textRows();
     void longTextsAsWhole_data();
     void longTextsAsWhole();
+    void largeTextInView_data();
+    void largeTextInView();
+    void keptRowsFollowChanges();
     void fileRows();
     void imageRows();
 };
@@ -135,9 +189,9 @@ void TestItemDelegate::longTextsAsWhole_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("rightToLeftFirst");
 
-    QString words;
-    for (int i = 0; words.size() < 20000; ++i)
-        words += QStringLiteral("word%1 ").arg(i * 7919 % 1000);
+    const QString words = ::words(20000);
+    const QString emoji = ::words(20000, QString::fromUtf8(" \xF0\x9F\x98\x80 "));
+    const QString hex = hexRun(20000);
     const QString cjk = QString::fromUtf8("剪贴板历史记录中的一段很长的文字，").repeated(800);
     const QString spaced = QString(cjk).replace(QString::fromUtf8("，"), QString::fromUtf8("， "));
     QTest::newRow("no search") << "" << words << false;
@@ -153,6 +207,13 @@ void TestItemDelegate::longTextsAsWhole_data()
     // Without spaces the run before the hit is one word, and nothing is cut at the top.
     QTest::newRow("CJK") << "针" << cjk + "针" + cjk << false;
     QTest::newRow("CJK with spaces") << "针" << spaced + "针" + spaced << true;
+    QTest::newRow("emoji") << "" << emoji << false;
+    QTest::newRow("emoji, hit deep inside") << "word123 " << emoji << true;
+    QTest::newRow("hex dump") << "" << hex + "\n" + lines(10) << false;
+    QTest::newRow("hex dump, hit at its end") << "needle" << hex + " needle " + words << false;
+    QTest::newRow("hit inside a hex dump") << "c0ffee" << words + hex + "c0ffee" + hex + words << true;
+    QTest::newRow("hit after hex dumps")
+        << "needle" << words + hex + " " + hex + " a needle " + hex + "\n" + words << true;
 }
 
 void TestItemDelegate::longTextsAsWhole()
@@ -163,6 +224,67 @@ void TestItemDelegate::longTextsAsWhole()
     const QString rightToLeft = QString::fromUtf8("שלום");
     const QString whole = rightToLeftFirst ? rightToLeft + "\n" + text : text + "\n" + rightToLeft;
     QCOMPARE(paintRow(ItemTypeText, text, pattern), paintRow(ItemTypeText, whole, pattern));
+}
+
+// A long text in view is laid out around what its row shows, and once: a
+// new copy, which repaints every row, lays out only the new one.
+void TestItemDelegate::largeTextInView_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("windowed");
+    QTest::newRow("emoji") << words(300000, QString::fromUtf8(" \xF0\x9F\x98\x80 ")) << true;
+    QTest::newRow("hex dump") << hexRun(300000) << true;
+    QTest::newRow("right to left") << words(300000, QString::fromUtf8(" שלום ")) << false;
+}
+
+void TestItemDelegate::largeTextInView()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, windowed);
+    ClipboardModel model;
+    model.addLoadedItem(makeItem(ItemTypeText, text));
+    ProxyModel proxy({1, 2, 3, 4, 5}, 0);
+    proxy.setSourceModel(&model);
+    connect(&model, &QAbstractItemModel::dataChanged, &proxy, &ProxyModel::resort);
+    ItemDelegate delegate;
+    QListView view;
+    view.setItemDelegate(&delegate);
+    view.setModel(&proxy);
+    view.resize(680, 400);
+    LayoutProbe probe;
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    view.viewport()->grab();
+    QCOMPARE(probe.largest > 0 && probe.largest < 20000, windowed);
+    probe.largest = 0;
+    model.addItem(makeItem(ItemTypeText, "a new copy", 1700000000001ULL));
+    QTRY_VERIFY(probe.largest > 0);
+    view.viewport()->grab();
+    QCOMPARE(proxy.index(1, 0).data().value<ItemData>().text(), text);
+    QVERIFY(probe.largest < 100);
+}
+
+// A row laid out before is laid out anew when what it shows changes while
+// its identity stays: a page title arrives, a remark narrows it, a search.
+void TestItemDelegate::keptRowsFollowChanges()
+{
+    ItemData link = makeItem(ItemTypeLink, QString("http://example.org/" + words(200, "/")));
+    ClipboardModel model;
+    model.addLoadedItem(link);
+    ProxyModel proxy({1, 2, 3, 4, 5}, 0);
+    proxy.setSourceModel(&model);
+    ItemDelegate kept;
+    const auto paint = [&](const ItemDelegate &delegate) { return paintIndex(delegate, proxy.index(0, 0)); };
+    const QImage address = paint(kept);
+    model.onFetchWebTitle(link.hashValue, "word1 title");
+    QVERIFY(paint(kept) != address);
+    QCOMPARE(paint(kept), paint(ItemDelegate()));
+    link = model.items().first();
+    link.setRemark(QString(100, 'R'));
+    model.setData(model.index(0), QVariant::fromValue(link));
+    QCOMPARE(paint(kept), paint(ItemDelegate()));
+    proxy.setFilterRegularExpression(QRegularExpression("title", QRegularExpression::CaseInsensitiveOption));
+    QCOMPARE(paint(kept), paint(ItemDelegate()));
 }
 
 void TestItemDelegate::fileRows()
