@@ -110,6 +110,10 @@ QString cloneText(const QMimeData *mimeData, const QList<QUrl> &goneFiles, QVari
         document.setHtml(mimeData->html());
         text = document.toPlainText();
     }
+    // GTK programs offer the UTF-8 flavour of text with CRLF line ends beside
+    // UTF8_STRING with LF; the text the program holds, and what Qt gives on
+    // Windows, has LF. So one text is one item whichever program it came from.
+    text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
     if (!goneFiles.isEmpty() && isTextOfUrls(text, goneFiles)) {
         LOG_INFO(QStringLiteral("text only names files that are gone"));
         return QString();
