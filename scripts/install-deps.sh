@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build pkg-config ccache
-    qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-translations-l10n
+    qt6-base-dev qt6-base-private-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-translations-l10n
     qt6-svg-dev libqt6sql6-sqlite libqt6svg6 libgl-dev
     libxcb1-dev libxcb-res0-dev libxcb-xtest0-dev libxcb-keysyms1-dev
     libbenchmark-dev

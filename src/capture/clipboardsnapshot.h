@@ -9,6 +9,12 @@
 // payload read one to the owning program; a capture asks many questions of
 // one change. The snapshot asks for the format list once and for each
 // payload at most once, and answers exactly as the system's object would.
+//
+// While changes come faster than they are read, an owner that took the
+// clipboard after the change being handled refuses the read, which comes
+// back empty. Each question answered empty while a program owns the
+// clipboard is asked once more, as of now; the snapshot then answers with
+// what the present owner holds.
 class ClipboardSnapshot : public QMimeData
 {
     Q_OBJECT
@@ -23,6 +29,9 @@ protected:
 
 private:
     QVariant readFromSource(const QString &mimeType, QMetaType type) const;
+    // Whether an empty answer is worth asking again; the reads that follow
+    // are then stamped with the present time.
+    bool mayReadAgain() const;
 
     const QMimeData *source;
     QStringList cachedFormats;

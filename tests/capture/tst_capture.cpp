@@ -2,6 +2,8 @@
 // one runs the window and the database thread, and the test looks at what
 // reaches the model and the SQLite file, and which program it is credited to.
 
+#include <algorithm>
+
 #include <QClipboard>
 #include <QDir>
 #include <QFile>
@@ -132,6 +134,9 @@ private slots:
         const auto row = [](const char *name, const QStringList &arguments, uint type,
                             const QString &content) { QTest::newRow(name) << arguments << type << content; };
         row("text", {"--text", "first capture ünïcode"}, ItemTypeText, "first capture ünïcode");
+        // GTK programs offer the UTF-8 flavour with CRLF beside UTF8_STRING with LF.
+        row("crlf flavour", {"--text", "two\nlines", "--data", "text/plain;charset=utf-8=two\r\nlines"},
+            ItemTypeText, "two\nlines");
         row("text wins over html", {"--text", "plain", "--html", "<b>rich</b>"}, ItemTypeText, "plain");
         row("html only", {"--html", "<p>Only <b>rich</b> text</p>"}, ItemTypeText, "Only rich text");
         row("blank html", {"--html", "<p>  </p>"}, 0, "only contains space");
@@ -204,13 +209,14 @@ private slots:
 
     void sameTextRefreshesOldItem()
     {
-        QVERIFY(copy({"--text", "copied twice"}));
+        QVERIFY(copy({"--text", "copied\ntwice"}));
         const ItemData first = takeNewItem();
         QTRY_VERIFY_WITH_TIMEOUT(isStored(first), 10000);
         QVERIFY(copy({"--text", "something between"}));
         takeNewItem();
-        // The same text again makes the old item new, in the model and the database, and adds no row.
-        QVERIFY(copy({"--text", "copied twice"}));
+        // The same text again, from a program that adds CRLF line ends, makes
+        // the old item new, in the model and the database, and adds no row.
+        QVERIFY(copy({"--text", "copied\ntwice", "--data", "text/plain;charset=utf-8=copied\r\ntwice"}));
         const auto again = [&] {
             for (const ItemData &item : model()->items())
                 if (item.hashValue == first.hashValue)
@@ -306,6 +312,33 @@ private slots:
         QCOMPARE(item.text(), "from a forked owner");
         QCOMPARE(item.dataMap.value(MIME_EXE_PATH, "absent").toString(), QString());
         QVERIFY(logShows("Failed to open process."));
+    }
+
+    void copyBetweenBursts()
+    {
+        // Each time, another program sets the clipboard every 5 ms and the
+        // capture falls behind; a copy made in between holds the clipboard
+        // until it is read, and sets it anew after each question for its
+        // formats, so that a read stamped with the time of the change being
+        // handled is refused. It is recorded all the same, every time. Owners
+        // end when the next burst takes the clipboard, with no read left open.
+        const auto start = [&](const QStringList &arguments) {
+            auto *process = new QProcess(this);
+            process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            process->start(CLIPOWNER_PATH, arguments);
+            return process->waitForReadyRead(10000);
+        };
+        for (int trial = 0; trial < 20; ++trial) {
+            const QString text = QString("copied between bursts %1").arg(trial);
+            QVERIFY(start({"--burst", "--text", "burst"}));
+            QVERIFY(start({"--until-asked", "--text", text}));
+            const auto recorded = [&] {
+                const QList<ItemData> &items = model()->items();
+                return std::any_of(items.begin(), items.end(),
+                                   [&](const ItemData &item) { return item.text() == text; });
+            };
+            QTRY_VERIFY2_WITH_TIMEOUT(recorded(), qPrintable(text), 10000);
+        }
     }
 };
 

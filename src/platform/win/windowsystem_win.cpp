@@ -32,4 +32,10 @@ ProcessId windowProcessId(WindowHandle window)
     return static_cast<ProcessId>(pid);
 }
 
+// Windows clipboard reads carry no time stamp.
+bool advanceClipboardTime()
+{
+    return true;
+}
+
 } // namespace platform
