@@ -5,10 +5,8 @@
 #include <QDateTime>
 #include <QFileIconProvider>
 #include <QFileInfo>
-#include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QPainter>
-#include <QRawFont>
 #include <QSortFilterProxyModel>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -20,6 +18,7 @@
 #include "item/clipboardmodel.h"
 #include "item/itemcodec.h"
 #include "item/itemdata.h"
+#include "list/textwindow.h"
 #include "list/visiblerows.h"
 
 namespace {
@@ -99,8 +98,6 @@ void drawDocument(QPainter *painter, QTextDocument &document, const QRect &rect)
 // Long plain texts are laid out around the hit only; see layOutWindow.
 constexpr qsizetype kLongText = 4000;
 constexpr qsizetype kHead = 600;
-constexpr qsizetype kContext = 400;
-constexpr qsizetype kTail = 1000;
 constexpr int kMinContext = 32;
 
 void setUpDocument(QTextDocument &document, int width)
@@ -187,192 +184,6 @@ bool linesCertainlyWider(QTextDocument &document)
         }
     }
     return false;
-}
-
-// Texts whose line breaking can't depend on far-away characters: no
-// right-to-left script, directional control, regional indicator (flags pair
-// up from the start of their run) or broken surrogate pair.
-bool windowSafe(const QString &text)
-{
-    const qsizetype size = text.size();
-    for (qsizetype i = 0; i < size; ++i) {
-        const ushort u = text.at(i).unicode();
-        if (u < 0x0590)
-            continue;
-        if ((u >= 0x0590 && u <= 0x08FF) || (u >= 0x200E && u <= 0x200F) || (u >= 0x202A && u <= 0x202E) ||
-            (u >= 0x2066 && u <= 0x2069) || (u >= 0xFB1D && u <= 0xFDFF) || (u >= 0xFE70 && u <= 0xFEFF))
-            return false;
-        if (QChar::isSurrogate(u)) {
-            if (!QChar::isHighSurrogate(u) || i + 1 >= size || !text.at(i + 1).isLowSurrogate())
-                return false;
-            const char32_t c = QChar::surrogateToUcs4(u, text.at(i + 1).unicode());
-            if ((c >= 0x10800 && c <= 0x10FFF) || (c >= 0x1E800 && c <= 0x1EFFF) ||
-                (c >= 0x1F1E6 && c <= 0x1F1FF))
-                return false;
-            ++i;
-        }
-    }
-    return true;
-}
-
-bool hasBlockSeparator(const QString &pattern)
-{
-    for (const QChar c : pattern) {
-        if (c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::ParagraphSeparator)
-            return true;
-    }
-    return false;
-}
-
-// Whether a window bound at `at` would split a CR LF pair, which is one
-// block break, or a surrogate pair.
-bool splitsPair(const QString &text, qsizetype at)
-{
-    if (at <= 0 || at >= text.size())
-        return false;
-    return (text.at(at - 1) == QLatin1Char('\r') && text.at(at) == QLatin1Char('\n')) ||
-           (text.at(at - 1).isHighSurrogate() && text.at(at).isLowSurrogate());
-}
-
-qsizetype windowStart(const QString &text, qsizetype at)
-{
-    if (at <= 0)
-        return 0;
-    return splitsPair(text, at) ? at + 1 : at;
-}
-
-qsizetype windowEnd(const QString &text, qsizetype at)
-{
-    if (at >= text.size())
-        return text.size();
-    return splitsPair(text, at) ? at + 1 : at;
-}
-
-// ASCII letters and digits: no line may break between two of them, so a
-// long run of them (a hash, a hex dump, a key) is one word that fills a line
-// of its own and runs past the row's right edge.
-bool isInert(QChar c)
-{
-    const ushort u = c.unicode();
-    return (u >= '0' && u <= '9') || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z');
-}
-
-qsizetype inertRunEnd(const QString &text, qsizetype from)
-{
-    while (from < text.size() && isInert(text.at(from)))
-        ++from;
-    return from;
-}
-
-qsizetype inertRunStart(const QString &text, qsizetype to)
-{
-    while (to > 0 && isInert(text.at(to - 1)))
-        --to;
-    return to;
-}
-
-// A run this long keeps only its two ends in a window: a start that passes
-// the row's right edge, and an end for the line break after the run. What
-// is left out lies right of the row, on the run's own line.
-constexpr qsizetype kLongRun = 2048;
-constexpr qsizetype kRunStart = 512;
-constexpr qsizetype kRunEnd = 128;
-// What a shortened run counts against a window's budget of characters.
-constexpr qsizetype kRunCost = 100;
-
-// Leaving out letters and digits changes no line only if the font draws
-// them all itself: a fallback font could make their line higher.
-bool drawsInertWithOwnGlyphs(const QFont &font)
-{
-    static QHash<QString, bool> known;
-    const QString key = font.key();
-    const auto it = known.constFind(key);
-    if (it != known.cend())
-        return *it;
-    const QRawFont latin = QRawFont::fromFont(font, QFontDatabase::Latin);
-    const QRawFont common = QRawFont::fromFont(font, QFontDatabase::Any);
-    bool own = latin.isValid() && common.isValid() && latin.familyName() == common.familyName() &&
-               latin.ascent() == common.ascent() && latin.descent() == common.descent();
-    for (char c = '0'; own && c <= 'z'; ++c) {
-        if (isInert(QLatin1Char(c)))
-            own = latin.supportsCharacter(QLatin1Char(c)) && common.supportsCharacter(QLatin1Char(c));
-    }
-    known.insert(key, own);
-    return own;
-}
-
-// Where a window must start to hold some words before `at`, the start of the
-// first hit. A long run counts as one short word.
-qsizetype contextStart(const QString &text, qsizetype at, bool shortenRuns)
-{
-    qsizetype pos = at;
-    qsizetype budget = kContext;
-    while (pos > 0 && budget > 0) {
-        if (shortenRuns && isInert(text.at(pos - 1))) {
-            const qsizetype start = inertRunStart(text, pos);
-            if (inertRunEnd(text, pos) - start > kLongRun) {
-                pos = start;
-                budget -= kRunCost;
-            } else {
-                const qsizetype step = qMin(budget, pos - start);
-                pos -= step;
-                budget -= step;
-            }
-            continue;
-        }
-        --pos;
-        --budget;
-    }
-    return windowStart(text, pos);
-}
-
-// The text from `from` to some lines after the first hit [hitFrom, hitTo),
-// or after `from` without one. Long runs keep their ends, wide enough to
-// pass the right edge, and the hit; `to` is where the window ends in
-// `text`, -1 when there is none.
-QString windowText(const QString &text, qsizetype from, qsizetype hitFrom, qsizetype hitTo, bool shortenRuns,
-                   const QFontMetricsF &metrics, qreal width, qsizetype &to)
-{
-    QString window;
-    qsizetype pos = from;
-    qsizetype budget = kTail;
-    while (pos < text.size() && (pos < hitTo || budget > 0)) {
-        const qsizetype end = shortenRuns ? inertRunEnd(text, pos) : pos;
-        if (end - pos > kLongRun) {
-            qsizetype head = kRunStart;
-            while (metrics.horizontalAdvance(text.mid(pos, head)) <= width + 50) {
-                head *= 2;
-                // Too narrow a font or too wide a row to hide the rest: no window.
-                if (head > end - pos - kRunEnd) {
-                    to = -1;
-                    return QString();
-                }
-            }
-            window += QStringView(text).mid(pos, head);
-            const qsizetype keepFrom = qBound(pos + head, hitFrom, end - kRunEnd);
-            const qsizetype keepTo = qBound(pos + head, hitTo, end - kRunEnd);
-            window += QStringView(text).mid(keepFrom, keepTo - keepFrom);
-            window += QStringView(text).mid(end - kRunEnd, kRunEnd);
-            if (end > hitTo)
-                budget -= kRunCost;
-            pos = end;
-            continue;
-        }
-        // Plain characters up to the next run, as many as the budget allows after the hit.
-        qsizetype stop = qMax(end, pos + 1);
-        while (stop < text.size() && stop - pos < kTail && !isInert(text.at(stop)))
-            ++stop;
-        if (stop > hitTo) {
-            const qsizetype counted = qMax(pos, hitTo);
-            stop = qMin(stop, counted + budget);
-            budget -= stop - counted;
-        }
-        stop = windowEnd(text, stop);
-        window += QStringView(text).mid(pos, stop - pos);
-        pos = stop;
-    }
-    to = pos;
-    return window;
 }
 
 } // namespace
