@@ -69,6 +69,9 @@ struct KeyboardState
     std::vector<xcb_keycode_t> heldModifiers;
     // Whether the Control key used for the paste is already down.
     bool controlDown = false;
+    // Whether any key the layout makes a Control key is down: the keys as
+    // they are pressed now, not a modifier state a latch or lock could hold.
+    bool anyControlDown = false;
 };
 
 KeyboardState keyboardState(xcb_connection_t *conn, xcb_keycode_t control)
@@ -90,11 +93,15 @@ KeyboardState keyboardState(xcb_connection_t *conn, xcb_keycode_t control)
     const int perModifier = modifiers->keycodes_per_modifier;
     const xcb_keycode_t *codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
     for (int modifier = 0; modifier < 8; ++modifier) {
-        if (modifier == XCB_MAP_INDEX_LOCK || modifier == XCB_MAP_INDEX_CONTROL)
+        if (modifier == XCB_MAP_INDEX_LOCK)
             continue;
         for (int i = 0; i < perModifier; ++i) {
             const xcb_keycode_t code = codes[modifier * perModifier + i];
-            if (code != 0 && isDown(code))
+            if (code == 0 || !isDown(code))
+                continue;
+            if (modifier == XCB_MAP_INDEX_CONTROL)
+                state.anyControlDown = true;
+            else
                 state.heldModifiers.push_back(code);
         }
     }
@@ -196,27 +203,8 @@ bool sendPasteKeys()
 bool isControlKeyDown()
 {
     const XConnection *x = XConnection::instance();
-    if (!x)
-        return false;
-    xcb_connection_t *conn = x->connection();
-    const xcb_query_keymap_cookie_t keymapCookie = xcb_query_keymap(conn);
-    const xcb_get_modifier_mapping_cookie_t modifierCookie = xcb_get_modifier_mapping(conn);
-    xcb_generic_error_t *error = nullptr;
-    auto keymap = own(xcb_query_keymap_reply(conn, keymapCookie, &error), error);
-    error = nullptr;
-    auto modifiers = own(xcb_get_modifier_mapping_reply(conn, modifierCookie, &error), error);
-    if (!keymap || !modifiers)
-        return false;
-    // The keys as they are pressed now, not a modifier state that a latch or
-    // lock could hold: any key the layout makes a Control key counts.
-    const int perModifier = modifiers->keycodes_per_modifier;
-    const xcb_keycode_t *codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
-    for (int i = 0; i < perModifier; ++i) {
-        const xcb_keycode_t code = codes[XCB_MAP_INDEX_CONTROL * perModifier + i];
-        if (code != 0 && (keymap->keys[code / 8] & (1 << (code % 8))) != 0)
-            return true;
-    }
-    return false;
+    // Key code 0 stands for no key of the paste's own.
+    return x && keyboardState(x->connection(), 0).anyControlDown;
 }
 
 } // namespace platform
