@@ -45,21 +45,6 @@ QString largeText(int kind)
     return hex;
 }
 
-// Counts the paint events of a widget.
-class PaintCounter : public QObject
-{
-public:
-    int count = 0;
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            ++count;
-        return QObject::eventFilter(watched, event);
-    }
-};
-
 // Sets the clipboard and returns the seconds from the change signal to the row.
 double captureSeconds(QMimeData *mime)
 {

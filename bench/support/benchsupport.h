@@ -2,7 +2,9 @@
 
 #include "item/itemdata.h"
 
+#include <QEvent>
 #include <QImage>
+#include <QObject>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -28,6 +30,21 @@ private:
     QTemporaryDir tempDir;
     QString path;
     MainWindow *mainWindow = nullptr;
+};
+
+// Counts the paint events of the widgets it filters.
+class PaintCounter : public QObject
+{
+public:
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            ++count;
+        return QObject::eventFilter(watched, event);
+    }
 };
 
 // Distinct text of about `size` bytes.

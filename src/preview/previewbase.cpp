@@ -40,9 +40,9 @@ void PreviewBase::adjustPosition(int y)
     }
     const QRect available = screen->availableGeometry();
     // The main window's screen may be smaller than the one the preview was
-    // first sized on.
+    // first sized on; the preview keeps its 2 pixels from every edge.
     const QMargins frame = windowFrameMargins(this);
-    const QSize fitted = fittedSize(size(), frame, available);
+    const QSize fitted = fittedSize(size(), frame, available.adjusted(2, 2, -2, -2));
     if (fitted != size()) {
         setMinimumSize(minimumSize().boundedTo(fitted));
         resize(fitted);
