@@ -38,6 +38,10 @@
 #include "list/proxymodel.h"
 #include "list/visiblerows.h"
 #include "platform/input.h"
+#include "preview/previewbase.h"
+#include "preview/previewfile.h"
+#include "preview/previewimage.h"
+#include "preview/previewtext.h"
 #include "window/systemtray.h"
 #include "window/tabbar.h"
 #include "window/tabwidget.h"
@@ -130,6 +134,11 @@ MainWindow::MainWindow(QWidget *parent, ClipboardWriter *clipboardWriter)
 MainWindow::~MainWindow()
 {
     LOG_INFO(QStringLiteral("MainWindow destruct"));
+    // A preview has no parent; it must not outlive the window it belongs to.
+    if (preview) {
+        disconnect(preview, nullptr, this, nullptr);
+        delete preview;
+    }
 }
 
 void MainWindow::createWidgets()
@@ -256,7 +265,7 @@ void MainWindow::hideMainWnd()
     const QList<ClipboardBrowser *> browsers = tabs->browsers();
     for (ClipboardBrowser *browser : browsers)
         browser->selectFirstRow(true);
-    previewHash = 0;
+    closePreview();
     hide();
 }
 
@@ -303,24 +312,69 @@ void MainWindow::setQuickCopyMode(bool on)
 
 void MainWindow::dealPreviewAction(const ItemData &itemData, int y)
 {
-    Q_UNUSED(y)
-    // The same item a second time closes its preview.
-    const bool sameItem = previewHash != 0 && previewHash == itemData.hashValue;
-    previewHash = 0;
-    if (sameItem)
+    // The same item a second time only closes its preview.
+    const uint shownHash = preview ? preview->hashValue() : 0;
+    const bool wasOpen = preview != nullptr;
+    closePreview();
+    if (wasOpen && shownHash == itemData.hashValue)
         return;
-    switch (itemData.itemType) {
-    case ItemTypeLink:
+
+    if (itemData.itemType == ItemTypeLink) {
         QDesktopServices::openUrl(QUrl(itemData.text()));
-        break;
-    case ItemTypeText:
+        return;
+    }
+    preview = createPreview(itemData);
+    if (!preview)
+        return;
+    connect(preview, &PreviewBase::closing, this, [this](PreviewBase *closed) {
+        if (preview == closed)
+            preview = nullptr;
+    });
+    preview->setHashValue(itemData.hashValue);
+    preview->setFilterText(filterEdit->text());
+    preview->show();
+    preview->adjustPosition(y);
+    preview->setFocus(Qt::OtherFocusReason);
+}
+
+PreviewBase *MainWindow::createPreview(const ItemData &itemData)
+{
+    switch (itemData.itemType) {
+    case ItemTypeImage: {
+        auto *imagePreview = new PreviewImage(&model, writer, this);
+        imagePreview->setImage(itemData.image(), itemData.ocrResults);
+        return imagePreview;
+    }
+    case ItemTypeFile: {
+        auto *filePreview = new PreviewFile(&model, writer, this);
+        filePreview->setUrls(itemData.urls());
+        return filePreview;
+    }
+    case ItemTypeRichText: {
+        auto *textPreview = new PreviewText(&model, writer, this);
+        textPreview->setHtml(itemData.html());
+        return textPreview;
+    }
+    case ItemTypeText: {
         LOG_INFO(QStringLiteral("hasText %1 hasHtml %2")
                      .arg(itemData.dataMap.contains(MIME_TEXT))
                      .arg(itemData.dataMap.contains(MIME_HTML)));
-        break;
-    default:
-        break;
+        auto *textPreview = new PreviewText(&model, writer, this);
+        textPreview->setPlainText(itemData.text());
+        return textPreview;
     }
+    default:
+        return nullptr;
+    }
+}
+
+void MainWindow::closePreview()
+{
+    if (!preview)
+        return;
+    PreviewBase *closing = preview;
+    preview = nullptr;
+    closing->close();
 }
 
 void MainWindow::onLoadTabData(QList<TabData> datas)
@@ -482,8 +536,8 @@ void MainWindow::onScrollToTop()
 
 void MainWindow::onItemHashValueChanged(uint oldValue, uint newValue)
 {
-    if (previewHash == oldValue)
-        previewHash = newValue;
+    if (preview)
+        preview->updateHash(oldValue, newValue);
 }
 
 void MainWindow::keyPressEvent(QKeyEvent *event)

@@ -8,6 +8,7 @@
 class ClipboardBrowser;
 class ClipboardWriter;
 class FilterLineEdit;
+class PreviewBase;
 class QLabel;
 class QPushButton;
 class SystemTray;
@@ -32,6 +33,8 @@ public:
     ClipboardWriter *clipboardWriter() const { return writer; }
     bool pinned() const { return isPinned; }
     bool isQuickCopyMode() const { return quickCopyMode; }
+    // The open preview, or null.
+    PreviewBase *openPreview() const { return preview; }
 
     void createTab(uint tabType, uint tabId, const QString &tabName, bool autoDelete, bool save);
     void delayShow();
@@ -76,6 +79,10 @@ private:
     // Clears the search, scrolls the current list to the top and selects
     // its first row: the state in which the window comes up.
     void resetCurrentList();
+    // Makes the preview window for an item's type; none for a type that
+    // has no preview.
+    PreviewBase *createPreview(const ItemData &itemData);
+    void closePreview();
 
     bool isPinned = false;
     ClipboardModel model;
@@ -89,8 +96,8 @@ private:
     QLabel *countLabel = nullptr;
     bool quickCopyMode = false;
     ClipboardWriter *writer = nullptr;
-    // Item hash of the open preview's item; 0 while none is open.
-    uint previewHash = 0;
+    // The one open preview; it deletes itself on close and tells us first.
+    PreviewBase *preview = nullptr;
     // The size the user gave the window, or the default. A smaller screen
     // shrinks the window, not this: a larger one gives it back.
     QSize userSize;
