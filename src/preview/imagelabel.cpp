@@ -278,6 +278,9 @@ void ImageLabel::paintEvent(QPaintEvent *event)
 
     const double f = scale.toDouble();
     painter.save();
+    // Shrunk screenshots stay legible when filtered; enlarged ones show
+    // their pixels.
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, f < 1.0);
     painter.translate(offset.x() + width() / 2, offset.y() + height() / 2);
     painter.scale(f, f);
     painter.drawImage(QRect(-image.width() / 2, -image.height() / 2, image.width(), image.height()), image);
