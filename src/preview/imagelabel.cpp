@@ -1,6 +1,5 @@
 #include "preview/imagelabel.h"
 
-#include <cmath>
 #include <cstdlib>
 
 #include <QAction>
@@ -25,6 +24,12 @@ constexpr int kStepSmall = 10;
 int sign(int value)
 {
     return value < 0 ? -1 : 1;
+}
+
+// A factor this close to 1 shows the picture at its actual size.
+bool isAboutActualSize(double factor)
+{
+    return factor > 0.95 && factor < 1.05;
 }
 
 } // namespace
@@ -141,9 +146,7 @@ void ImageLabel::onOneOneBtnClicked()
 {
     // The button offers the actual size unless the factor already is about
     // that; then it offers the fit.
-    const double f = scale.toDouble();
-    const bool actualSize = !(f > 0.95 && f < 1.05);
-    if (actualSize)
+    if (!isAboutActualSize(scale.toDouble()))
         scale.clear();
     else
         fitToWidget();
@@ -170,7 +173,7 @@ void ImageLabel::emitEnableState()
     rotation %= 4;
     const double f = scale.toDouble();
     // No text is laid over the picture, so there is none to copy.
-    emit enableStateSignal(maxFactor > f, canZoomOut(), !(f > 0.95 && f < 1.05), false);
+    emit enableStateSignal(maxFactor > f, canZoomOut(), !isAboutActualSize(f), false);
 }
 
 void ImageLabel::mousePressEvent(QMouseEvent *event)

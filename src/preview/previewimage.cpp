@@ -1,20 +1,17 @@
 #include "preview/previewimage.h"
 
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QScreen>
 #include <QToolButton>
 
 #include "frame/titlebar.h"
 #include "frame/widgetwindowagent.h"
 #include "preview/imagelabel.h"
+#include "preview/previewplacement.h"
 
 namespace {
 
-// Share of the primary screen that a new image preview takes.
-constexpr double kScreenShare = 0.6;
 const QSize kMinimumSize(500, 309);
 
 } // namespace
@@ -76,10 +73,9 @@ QToolButton *PreviewImage::addToolButton(const QString &objectName, const QStrin
 
 void PreviewImage::setImage(const QImage &image, const QList<OCRResult> &results)
 {
-    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
-        const QSize screenSize = screen->geometry().size();
-        resize(qRound(screenSize.width() * kScreenShare), qRound(screenSize.height() * kScreenShare));
-    }
+    const QSize size = defaultPreviewSize();
+    if (!size.isEmpty())
+        resize(size);
     setMinimumSize(kMinimumSize);
     label->setImage(image, results);
 }

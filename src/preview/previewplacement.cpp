@@ -1,11 +1,23 @@
 #include "preview/previewplacement.h"
 
+#include <QGuiApplication>
+#include <QScreen>
+
 #include <algorithm>
 
 namespace {
 // Distance kept from the edges of the free area.
 constexpr int kMargin = 2;
 } // namespace
+
+QSize defaultPreviewSize()
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return QSize();
+    const QSize size = screen->geometry().size();
+    return QSize(qRound(size.width() * 0.6), qRound(size.height() * 0.6));
+}
 
 QPoint previewPosition(const QRect &mainFrame, const QRect &available, const QSize &size, int y)
 {

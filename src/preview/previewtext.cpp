@@ -7,6 +7,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 
+#include "frame/buttonstyle.h"
 #include "frame/titlebar.h"
 #include "frame/widgetwindowagent.h"
 #include "item/clipboardmodel.h"
@@ -85,9 +86,7 @@ PreviewText::PreviewText(ClipboardModel *model, ClipboardWriter *writer, QWidget
     saveButton->setIcon(QIcon(QStringLiteral(":/images/icons/save.svg")));
     saveButton->setIconSize(QSize(24, 24));
     saveButton->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_S));
-    saveButton->setStyleSheet(
-        QStringLiteral("QPushButton { border: none; }QPushButton:hover{background-color:rgb("
-                       "227, 227, 227); border-radius:11px;}"));
+    saveButton->setStyleSheet(roundIconButtonStyle());
     saveButton->setEnabled(false);
     // Like the title bar's own buttons: no place in the focus chain, where
     // it would come before the text.

@@ -28,6 +28,7 @@
 #include "common/mime.h"
 #include "common/setting.h"
 #include "common/sourceapplication.h"
+#include "frame/buttonstyle.h"
 #include "frame/filterlineedit.h"
 #include "frame/messagetip.h"
 #include "frame/screenfit.h"
@@ -51,9 +52,6 @@ const QSize kMinimumSize(450, 450);
 // How far the window keeps from the right and bottom edges of the screen
 // when it would pass them.
 constexpr int kScreenEdgeGap = 30;
-
-const QString kButtonStyle = QStringLiteral(
-    "QPushButton { border: none; }QPushButton:hover{background-color:rgb(227, 227, 227); border-radius:11px;}");
 
 // Tab type to the item types its list shows; user tabs (20) show by tab id.
 QList<uint> itemTypesOfTab(uint tabType, bool &known)
@@ -135,10 +133,7 @@ MainWindow::~MainWindow()
 {
     LOG_INFO(QStringLiteral("MainWindow destruct"));
     // A preview has no parent; it must not outlive the window it belongs to.
-    if (preview) {
-        disconnect(preview, nullptr, this, nullptr);
-        delete preview;
-    }
+    delete preview;
 }
 
 void MainWindow::createWidgets()
@@ -177,11 +172,11 @@ void MainWindow::createWidgets()
     countLabel->setAlignment(Qt::AlignCenter);
     pinButton->setIcon(pinIcon);
     pinButton->setFocusPolicy(Qt::NoFocus);
-    pinButton->setStyleSheet(kButtonStyle);
+    pinButton->setStyleSheet(roundIconButtonStyle());
     connect(pinButton, &QPushButton::clicked, this, &MainWindow::onSetWndOnTop);
     settingButton->setIcon(QIcon(QStringLiteral(":/images/icons/setting.svg")));
     settingButton->setFocusPolicy(Qt::NoFocus);
-    settingButton->setStyleSheet(kButtonStyle);
+    settingButton->setStyleSheet(roundIconButtonStyle());
     // Stays disabled until the program has a settings dialog to open.
     settingButton->setEnabled(false);
 
@@ -313,10 +308,9 @@ void MainWindow::setQuickCopyMode(bool on)
 void MainWindow::dealPreviewAction(const ItemData &itemData, int y)
 {
     // The same item a second time only closes its preview.
-    const uint shownHash = preview ? preview->hashValue() : 0;
-    const bool wasOpen = preview != nullptr;
+    const bool sameItem = preview && preview->hashValue() == itemData.hashValue;
     closePreview();
-    if (wasOpen && shownHash == itemData.hashValue)
+    if (sameItem)
         return;
 
     if (itemData.itemType == ItemTypeLink) {
