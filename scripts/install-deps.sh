@@ -12,6 +12,7 @@ packages=(
     libbenchmark-dev
     xvfb xauth openbox xclip xdotool x11-utils trayer imagemagick
     fonts-noto-cjk
+    libtesseract-dev tesseract-ocr-script-hans tesseract-ocr-eng
 )
 if [ "${1:-}" = coverage ]; then
     packages+=(gcovr)

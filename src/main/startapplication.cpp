@@ -22,9 +22,11 @@
 #include "common/processflags.h"
 #include "common/setting.h"
 #include "frame/titlebar.h"
+#include "ocr/ocrmanager.h"
 #include "platform/crashhandler.h"
 #include "platform/terminationhandler.h"
 #include "storage/sqlmanager.h"
+#include "window/mainwindow.h"
 
 namespace {
 // Held for the whole life of the process; never deleted.
@@ -114,6 +116,9 @@ int startApplication(int &argc, char **argv)
     sqlManager = new SqlManager(dataDirectory() + QStringLiteral("/vorlik.db"));
     connectStorage(sqlManager, clipBoardManager->mainWindow());
     sqlManager->initThread();
+
+    ocrManager = new OcrManager();
+    ocrManager->start(clipBoardManager->mainWindow()->clipboardModel());
 
     LOG_INFO(QStringLiteral("start exec app pid %1").arg(applicationPid));
     const int exitCode = clipBoardManager->exec();

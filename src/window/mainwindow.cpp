@@ -30,6 +30,7 @@
 #include "common/sourceapplication.h"
 #include "frame/buttonstyle.h"
 #include "frame/filterlineedit.h"
+#include "ocr/ocrmanager.h"
 #include "frame/messagetip.h"
 #include "frame/screenfit.h"
 #include "frame/titlebar.h"
@@ -483,6 +484,9 @@ void MainWindow::onClipboardDataChanged()
     itemData.lastActiveTime = now;
     itemData.dataMap = dataMap;
     itemData.setDataSize(dataSize);
+    // Started before the item enters the model; the answer finds it by hash.
+    if (itemType == ItemTypeImage && ocrManager)
+        emit ocrManager->startOcrSignal(hashValue, image);
     model.addItem(itemData);
 
     COST_TIMER_POINT(costTimer, QStringLiteral("total"));
