@@ -5,7 +5,7 @@
 //   --text T | --text-file <UTF-8 file> | --empty-text   plain text
 //   --html H                     HTML
 //   --urls u1,u2                 URLs; a leading / is a local file
-//   --image WxH                  a generated image
+//   --image WxH | <file>         a generated image, or one read from a file
 //   --data mime=value            any format, repeatable
 //   --icon-window                owns it from a window on screen that announces
 //                                an icon in 16, 32 and 48 px (red, green, blue)
@@ -139,7 +139,9 @@ WatchedData *makeData(const QCommandLineParser &parser, QString &failure)
             urls << (part.startsWith('/') ? QUrl::fromLocalFile(part) : QUrl(part));
         mimeData->setUrls(urls);
     }
-    if (parser.isSet("image")) {
+    if (parser.isSet("image") && QFile::exists(parser.value("image"))) {
+        mimeData->setImageData(QImage(parser.value("image")));
+    } else if (parser.isSet("image")) {
         const QStringList size = parser.value("image").split('x');
         const int width = size.value(0).toInt(), height = size.value(1).toInt();
         if (size.size() != 2 || width <= 0 || height <= 0) {
