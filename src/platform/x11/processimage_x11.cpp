@@ -1,0 +1,12 @@
+#include "platform/processimage.h"
+
+#include <unistd.h>
+
+namespace platform {
+
+void reloadProcess(char *argv[])
+{
+    execv("/proc/self/exe", argv);
+}
+
+} // namespace platform
