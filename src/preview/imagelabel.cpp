@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QContextMenuEvent>
+#include <QHoverEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyle>
@@ -14,6 +15,7 @@
 #include "capture/clipboardwriter.h"
 #include "common/log.h"
 #include "frame/custommenu.h"
+#include "ocr/overlaytext.h"
 
 namespace {
 
@@ -46,8 +48,59 @@ void ImageLabel::setImage(const QImage &image, const QList<OCRResult> &results)
         LOG_WARNING(QStringLiteral("preview image is null"));
     this->image = image;
     ocrResults = results;
+    clearOverlaySelection();
+    qDeleteAll(overlays);
+    overlays.clear();
+    for (const OCRResult &result : results) {
+        if (result.text.isEmpty())
+            continue;
+        auto *overlay = new OverlayText(result, this);
+        // The boxes take the mouse only through this widget, which knows
+        // the selection across all of them.
+        overlay->setAttribute(Qt::WA_TransparentForMouseEvents);
+        connect(this, &ImageLabel::imageScaleFactorChangeSignal, overlay,
+                &OverlayText::onImageScaleFactorChange);
+        overlays.append(overlay);
+    }
+    updateOverlayVisibility();
     needFit = true;
     update();
+}
+
+void ImageLabel::setPattern(const QString &pattern)
+{
+    for (OverlayText *overlay : overlays)
+        overlay->setPattern(overlay->text().contains(pattern, Qt::CaseInsensitive) ? pattern : QString());
+}
+
+void ImageLabel::copyText(bool all)
+{
+    if (!selection.hasSelection())
+        return;
+    const QString text = selection.text(all);
+    emit updateItemActiveTimeSignal();
+    // Without the marker: the copied text comes back as an item of its own.
+    if (writer)
+        writer->setClipBoardText(text, false);
+}
+
+void ImageLabel::clearOverlaySelection()
+{
+    selection.clear();
+    setCursor(Qt::ArrowCursor);
+}
+
+bool ImageLabel::textSelectable() const
+{
+    return rotation % 4 == 0 && !overlays.isEmpty();
+}
+
+void ImageLabel::updateOverlayVisibility()
+{
+    // The boxes are not turned with the picture; on a turned view they would
+    // mark places where the text no longer is.
+    for (OverlayText *overlay : overlays)
+        overlay->setVisible(rotation % 4 == 0);
 }
 
 QPoint ImageLabel::widgetPosition(const QPoint &imagePoint) const
@@ -83,6 +136,7 @@ void ImageLabel::onRotateImage()
     needFit = true;
     offset = QPoint(0, 0);
     ++rotation;
+    updateOverlayVisibility();
     update();
     emitEnableState();
 }
@@ -158,8 +212,9 @@ void ImageLabel::onOneOneBtnClicked()
 
 void ImageLabel::onCopyAllText()
 {
-    // With no text selected over the picture there is nothing to copy, but
-    // the click still counts as a use of the item.
+    // Copies only while some text is selected, but the click always counts
+    // as a use of the item.
+    copyText(true);
     emit updateItemActiveTimeSignal();
 }
 
@@ -171,9 +226,19 @@ void ImageLabel::emitScaleFactor()
 void ImageLabel::emitEnableState()
 {
     rotation %= 4;
+    if (!textSelectable())
+        clearOverlaySelection();
     const double f = scale.toDouble();
-    // No text is laid over the picture, so there is none to copy.
-    emit enableStateSignal(maxFactor > f, canZoomOut(), !isAboutActualSize(f), false);
+    emit enableStateSignal(maxFactor > f, canZoomOut(), !isAboutActualSize(f), !overlays.isEmpty());
+}
+
+bool ImageLabel::event(QEvent *event)
+{
+    if (event->type() == QEvent::HoverMove && textSelectable()) {
+        const QPoint pos = static_cast<QHoverEvent *>(event)->position().toPoint();
+        setCursor(overlayIndexAt(pos) >= 0 ? Qt::IBeamCursor : Qt::ArrowCursor);
+    }
+    return QWidget::event(event);
 }
 
 void ImageLabel::mousePressEvent(QMouseEvent *event)
@@ -182,8 +247,20 @@ void ImageLabel::mousePressEvent(QMouseEvent *event)
         QWidget::mousePressEvent(event);
         return;
     }
-    lastPos = event->position().toPoint();
+    for (OverlayText *overlay : overlays)
+        overlay->clearSelection();
+    const QPoint pos = event->position().toPoint();
+    lastPos = pos;
     pressed = true;
+    if (!textSelectable())
+        return;
+    const int index = overlayIndexAt(pos);
+    if (index < 0) {
+        clearOverlaySelection();
+        return;
+    }
+    selection.begin(index, pos);
+    setCursor(Qt::IBeamCursor);
 }
 
 void ImageLabel::mouseReleaseEvent(QMouseEvent *event)
@@ -204,6 +281,10 @@ void ImageLabel::mouseMoveEvent(QMouseEvent *event)
 {
     if (!pressed) {
         QWidget::mouseMoveEvent(event);
+        return;
+    }
+    if (selection.isSelecting() && textSelectable()) {
+        selection.extendTo(event->position().toPoint());
         return;
     }
     const double f = scale.toDouble();
@@ -288,6 +369,9 @@ void ImageLabel::paintEvent(QPaintEvent *event)
     painter.scale(f, f);
     painter.drawImage(QRect(-image.width() / 2, -image.height() / 2, image.width(), image.height()), image);
     painter.restore();
+
+    for (OverlayText *overlay : overlays)
+        overlay->move(widgetPosition(overlay->imagePos()));
 }
 
 void ImageLabel::resizeEvent(QResizeEvent *event)
@@ -303,9 +387,8 @@ void ImageLabel::contextMenuEvent(QContextMenuEvent *event)
     menu.addSeparator();
     QAction *copySelectedAction = menu.addAction(QStringLiteral("复制选择文字"));
     QAction *copyAllAction = menu.addAction(QStringLiteral("复制所有文字"));
-    // Copying text needs text laid over the picture, and there is none.
-    copySelectedAction->setEnabled(false);
-    copyAllAction->setEnabled(false);
+    copySelectedAction->setEnabled(hasSelection());
+    copyAllAction->setEnabled(!overlays.isEmpty());
     QAction *chosen = menu.exec(event->globalPos());
     if (!chosen) {
         LOG_INFO(QStringLiteral("select is nullptr"));
@@ -313,4 +396,8 @@ void ImageLabel::contextMenuEvent(QContextMenuEvent *event)
     }
     if (chosen == copyImageAction)
         copyImage();
+    else if (chosen == copySelectedAction)
+        copyText(false);
+    else if (chosen == copyAllAction)
+        copyText(true);
 }

@@ -2,6 +2,7 @@
 
 #include "item/ocrresult.h"
 #include "preview/fraction.h"
+#include "preview/overlayselection.h"
 
 #include <QImage>
 #include <QList>
@@ -10,10 +11,12 @@
 #include <QWidget>
 
 class ClipboardWriter;
+class OverlayText;
 
 // The picture of an image preview and all of its view logic: opening at the
 // actual size or fitted, zoom by buttons and wheel on an exact ladder of 1.1
-// steps, panning by drag, quarter turns, and copying the image.
+// steps, panning by drag, quarter turns, copying the image, and the
+// recognised text laid over it to be searched, selected and copied.
 class ImageLabel : public QWidget
 {
     Q_OBJECT
@@ -34,6 +37,16 @@ public:
     // Puts the captured picture on the clipboard as the program's own data.
     void copyImage();
 
+    // Marks `pattern` in the boxes whose text holds it.
+    void setPattern(const QString &pattern);
+    // Copies the selected text, or all text when `all`, as a new item; does
+    // nothing while no text is selected.
+    void copyText(bool all);
+    bool hasSelection() const { return selection.hasSelection(); }
+    int overlayIndexAt(const QPoint &pos) const { return selection.overlayIndexAt(pos); }
+    void applySelection() { selection.apply(); }
+    void clearOverlaySelection();
+
 signals:
     void imageScaleFactorChangeSignal(double factor);
     void enableStateSignal(bool enableZoomIn, bool enableZoomOut, bool enableOneOne, bool enableCopyText);
@@ -49,6 +62,7 @@ public slots:
     void onCopyAllText();
 
 protected:
+    bool event(QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
@@ -74,6 +88,8 @@ private:
     void clampOffset();
     void emitEnableState();
     void emitScaleFactor();
+    bool textSelectable() const;
+    void updateOverlayVisibility();
 
     ClipboardWriter *writer = nullptr;
 
@@ -90,5 +106,8 @@ private:
     QPoint anchorPos;
     // The item's recognised text, for the text layer over the picture.
     QList<OCRResult> ocrResults;
+    // One box per result with text, children of this widget.
+    QList<OverlayText *> overlays;
+    OverlaySelection selection{overlays};
     int rotation = 0;
 };

@@ -85,6 +85,12 @@ void PreviewImage::adjustPosition(int y)
     Q_UNUSED(y);
 }
 
+void PreviewImage::setFilterText(const QString &text)
+{
+    PreviewBase::setFilterText(text);
+    label->setPattern(text);
+}
+
 void PreviewImage::onImageScaleFactorChange(double factor)
 {
     percentLabel->setText(QStringLiteral("%1%").arg(int(factor * 100)));
@@ -106,8 +112,13 @@ void PreviewImage::onEnableState(bool enableZoomIn, bool enableZoomOut, bool ena
 
 void PreviewImage::keyPressEvent(QKeyEvent *event)
 {
-    // Ctrl+C copies the whole picture while no text over it is selected.
-    if (event->modifiers() == Qt::ControlModifier && event->key() == Qt::Key_C)
-        label->copyImage();
+    // Ctrl+C copies the selected text, or the whole picture while no text
+    // over it is selected.
+    if (event->modifiers() == Qt::ControlModifier && event->key() == Qt::Key_C) {
+        if (label->hasSelection())
+            label->copyText(false);
+        else
+            label->copyImage();
+    }
     PreviewBase::keyPressEvent(event);
 }

@@ -24,6 +24,8 @@ public:
     void setImage(const QImage &image, const QList<OCRResult> &results);
     // The window stays where the window manager put it.
     void adjustPosition(int y) override;
+    // Also marks the search text in the recognised text over the picture.
+    void setFilterText(const QString &text) override;
 
     ImageLabel *imageLabel() const { return label; }
 
