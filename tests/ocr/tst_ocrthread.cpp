@@ -30,8 +30,6 @@ private slots:
     void cleanup();
     void answers_data();
     void answers();
-    void engineThatEndsIsStartedAgain_data();
-    void engineThatEndsIsStartedAgain();
     void parseAnswer_data();
     void parseAnswer();
     void requestDropsAlpha();
@@ -124,7 +122,9 @@ void TestOcrThread::answers_data()
     QTest::newRow("code 101 dropped") << QByteArray("nocode") << QList<uint>{8};
     QTest::newRow("numeric hash reads as 0") << QByteArray("numeric") << QList<uint>{0, 8};
     QTest::newRow("broken line before the answer") << QByteArray("malformed") << QList<uint>{7, 8};
+    // The next image starts a new engine.
     QTest::newRow("hung engine killed") << QByteArray("hang") << QList<uint>{8};
+    QTest::newRow("engine ends") << QByteArray("die") << QList<uint>{8};
 }
 
 void TestOcrThread::answers()
@@ -136,7 +136,7 @@ void TestOcrThread::answers()
     QImage image(40, 20, QImage::Format_ARGB32);
     image.fill(Qt::white);
     emit manager->startOcrSignal(7, image);
-    if (mode == "hang")
+    if (mode == "hang" || mode == "die")
         QTRY_COMPARE(engineState(), QProcess::NotRunning);
     emit manager->startOcrSignal(8, image);
 
@@ -145,32 +145,6 @@ void TestOcrThread::answers()
     QCOMPARE(results.size(), 1);
     QCOMPARE(results.first().text, QStringLiteral("hash 8"));
     QCOMPARE(results.first().box, QPolygon({QPoint(1, 2), QPoint(30, 2), QPoint(30, 12), QPoint(1, 12)}));
-}
-
-void TestOcrThread::engineThatEndsIsStartedAgain_data()
-{
-    QTest::addColumn<QString>("enginePath");
-    QTest::addColumn<QByteArray>("mode");
-    QTest::newRow("engine dies on a request") << QStringLiteral(SCRIPTED_ENGINE_PATH) << QByteArray("die");
-    QTest::newRow("no engine at all") << QStringLiteral("/nonexistent/ocr") << QByteArray();
-}
-
-void TestOcrThread::engineThatEndsIsStartedAgain()
-{
-    QFETCH(QString, enginePath);
-    QFETCH(QByteArray, mode);
-    startManager(mode);
-    const QString scripted = QStringLiteral(SCRIPTED_ENGINE_PATH);
-    manager->worker()->setEnginePath(enginePath);
-
-    emit manager->startOcrSignal(7, QImage(8, 8, QImage::Format_RGB32));
-    QTRY_COMPARE(engineState(), QProcess::NotRunning);
-    // The next image starts the engine afresh, now one that works.
-    QMetaObject::invokeMethod(
-        manager->worker(), [this, scripted] { manager->worker()->setEnginePath(scripted); },
-        Qt::BlockingQueuedConnection);
-    emit manager->startOcrSignal(8, QImage(8, 8, QImage::Format_RGB32));
-    QCOMPARE(waitForHashes(1), QList<uint>{8});
 }
 
 void TestOcrThread::parseAnswer_data()
