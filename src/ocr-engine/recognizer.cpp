@@ -3,10 +3,15 @@
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
 
+#include "cjktext.h"
+
 namespace {
-// Simplified Chinese by its script model, which reads screen text better
-// than the language model, and English.
-const char *const languages = "HanS+eng";
+// The script model of simplified Chinese, which reads screen text better
+// than the language model and holds the Latin letters too. Adding the
+// English model costs a fifth more time and memory, wins under a point on
+// English, and makes whole Chinese lines come out as Latin nonsense when
+// the English reading scores higher.
+const char *const languages = "HanS";
 } // namespace
 
 Recognizer::Recognizer() = default;
@@ -62,7 +67,7 @@ QList<RecognisedLine> Recognizer::recognise(const QImage &grey, int dotsPerInch)
             if (it->Empty(tesseract::RIL_TEXTLINE))
                 continue;
             std::unique_ptr<char[]> utf8(it->GetUTF8Text(tesseract::RIL_TEXTLINE));
-            const QString text = QString::fromUtf8(utf8.get()).trimmed();
+            const QString text = tidiedChineseText(QString::fromUtf8(utf8.get()).trimmed());
             int left = 0, top = 0, right = 0, bottom = 0;
             if (text.isEmpty() || !it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom))
                 continue;

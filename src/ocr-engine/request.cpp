@@ -7,6 +7,7 @@
 #include <QJsonObject>
 
 #include "imageprep.h"
+#include "platform/mutedstderr.h"
 
 namespace {
 // Below this a picture cannot hold a legible character.
@@ -41,7 +42,13 @@ Request parseRequest(const QByteArray &line)
     QByteArray bytes = *decoded;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
+    // The PNG decoder prints a line of its own for a broken picture; the
+    // engine tells of it once, in its own words.
+    const platform::MutedStandardError muted;
     QImageReader reader(&buffer);
+    // Decoded as 32-bit pixels, the largest picture read needs more than
+    // the reader's own default limit allows.
+    reader.setAllocationLimit(int(largestPixels * 4 / (1024 * 1024)) + 1);
     // The size comes from the header, so that a huge picture is refused
     // before it is decoded into memory.
     const QSize size = reader.size();
