@@ -6,6 +6,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+namespace {
+// Far above the answer for a full-page capture of some hundred lines.
+constexpr qsizetype largestDocument = 16 * 1024 * 1024;
+} // namespace
+
 QList<QByteArray> OcrAnswerBuffer::append(const QByteArray &bytes)
 {
     QList<QByteArray> documents;
@@ -40,6 +45,10 @@ QList<QByteArray> OcrAnswerBuffer::append(const QByteArray &bytes)
         } else if (c == '}' && depth > 0 && --depth == 0) {
             finish();
         }
+        // An engine that never closes its document must not fill memory;
+        // the parser drops the piece.
+        if (pending.size() > largestDocument)
+            finish();
     }
     return documents;
 }
