@@ -60,9 +60,10 @@ QList<RecognisedLine> Engine::recognise(const PreparedImage &prepared)
 {
     const QImage &grey = prepared.grey;
     const int cut = halves && grey.height() >= 2 * smallestHalf ? blankRowNearMiddle(grey) : -1;
+    const int dotsPerInch = enlargedDotsPerInch * prepared.scale / 2;
     QString error;
     if (cut < smallestHalf || grey.height() - cut < smallestHalf || !recognizers[1].load(error)) {
-        QList<RecognisedLine> lines = recognizers[0].recognise(grey, enlargedDotsPerInch * prepared.scale / 2);
+        QList<RecognisedLine> lines = recognizers[0].recognise(grey, dotsPerInch);
         toSentPixels(lines, 0, prepared.scale);
         return lines;
     }
@@ -73,9 +74,9 @@ QList<RecognisedLine> Engine::recognise(const PreparedImage &prepared)
     const QImage bottom = grey.copy(0, cut, grey.width(), grey.height() - cut);
     QList<RecognisedLine> bottomLines;
     std::thread second([&] {
-        bottomLines = recognizers[1].recognise(bottom, enlargedDotsPerInch * prepared.scale / 2);
+        bottomLines = recognizers[1].recognise(bottom, dotsPerInch);
     });
-    QList<RecognisedLine> lines = recognizers[0].recognise(top, enlargedDotsPerInch * prepared.scale / 2);
+    QList<RecognisedLine> lines = recognizers[0].recognise(top, dotsPerInch);
     second.join();
     toSentPixels(lines, 0, prepared.scale);
     toSentPixels(bottomLines, cut, prepared.scale);

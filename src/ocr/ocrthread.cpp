@@ -80,8 +80,6 @@ void OcrThread::onStartOcr(uint hashValue, QImage image)
 
     if (!process || process->state() != QProcess::Running)
         startProcess();
-    if (!process)
-        return;
     process->write(request);
     process->write("\n");
     if (process->state() != QProcess::Running)
